@@ -1,0 +1,344 @@
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+#include "codec/ContentCoding.h"
+#include "codec/StagingWriter.h"
+#include "codec/Tables.h"
+#include "codec/kernels/Kernels.h"
+
+// The alphabets of RFC 4648, sections 4 and 5: the digit of value v is entry v.
+constexpr char _base64_table[65] =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char _modBase64_table[65] =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+
+namespace {
+
+using namespace std::string_view_literals;
+using contentcoding::kBase64End;
+using contentcoding::kBase64Skipped;
+using contentcoding::StagingWriter;
+using contentcoding::ToOutput;
+using contentcoding::ToText;
+
+constexpr unsigned int kGroupBytes = 3;
+constexpr unsigned int kQuantumChars = 4;
+constexpr unsigned int kFlushAbove = 255;
+constexpr std::string_view kCrLf = "\r\n";
+constexpr std::string_view kXmlCrLf = "&#xD;\r\n";
+constexpr char kPad = '=';
+
+// The decode table covers these characters only.
+constexpr char kFirstChar = '+';
+constexpr char kLastChar = 'z';
+constexpr unsigned char kNoDigit = kBase64Skipped;
+constexpr unsigned int kTableSize = kLastChar - kFirstChar + 1;
+
+// From here on 3 times the number of characters passes 32 bits.
+constexpr unsigned int kTooManyChars = std::numeric_limits<unsigned int>::max() / 3 + 1;
+
+constexpr auto inverseOf(const char (&alphabet)[65]) {
+    std::array<unsigned char, kTableSize> values{};
+    values.fill(kNoDigit);
+    for (unsigned char v = 0; v < 64; ++v)
+        values[static_cast<unsigned char>(alphabet[v] - kFirstChar)] = v;
+    return values;
+}
+
+}  // namespace
+
+constexpr std::array<unsigned char, 80> _base64DecodeTable = inverseOf(_base64_table);
+static_assert(_base64DecodeTable['+' - kFirstChar] == 62 &&
+              _base64DecodeTable['z' - kFirstChar] == 51);
+static_assert(_base64DecodeTable['-' - kFirstChar] == kNoDigit);
+
+namespace {
+
+// ---- Encoding ----
+
+// No line is longer than this, so none is ever broken.
+constexpr std::uint64_t kNoLines = std::numeric_limits<std::uint64_t>::max();
+
+struct Lines {
+    std::uint64_t length;  // a line ends with the quantum that reaches this many characters
+    std::string_view lineBreak;
+
+    static Lines of(unsigned int lineLength, std::string_view lineBreak) {
+        return {std::max(lineLength, 1u), lineBreak};
+    }
+};
+
+// A block never holds more than kFlushAbove characters before another group and its line
+// break are staged.
+template <class Sink>
+using GroupWriter = StagingWriter<Sink, kFlushAbove + kQuantumChars + kXmlCrLf.size()>;
+
+// Stages the whole groups among `len` bytes and hands everything over. Each kernel call goes up
+// to the end of the line or to the group that fills the block, whichever comes first.
+template <class Sink>
+bool encodeGroups(const unsigned char* bytes, unsigned int len, const char* alphabet,
+                  const Lines& lines, Sink sink) {
+    GroupWriter<Sink> text(sink);
+    const auto& kernels = contentcoding::kernels();
+    unsigned int groups = len / kGroupBytes;
+    std::uint64_t column = 0;
+    while (groups > 0) {
+        const unsigned int toFlush = (kFlushAbove - text.held()) / kQuantumChars + 1;
+        const std::uint64_t toLineEnd = (lines.length - column - 1) / kQuantumChars + 1;
+        const auto n =
+            static_cast<unsigned int>(std::min<std::uint64_t>({groups, toFlush, toLineEnd}));
+        kernels.encodeBase64(bytes, n, alphabet, text.extend(n * kQuantumChars));
+        bytes += std::size_t{n} * kGroupBytes;
+        groups -= n;
+        column += std::uint64_t{n} * kQuantumChars;
+        if (column >= lines.length) {
+            text.put(lines.lineBreak);
+            column = 0;
+        }
+        if (!text.flushAbove(kFlushAbove)) return false;
+    }
+    return text.finish();
+}
+
+// The padded quantum of the 1 or 2 bytes after the last whole group, if any, and the end of
+// the text.
+class Tail {
+public:
+    Tail(const unsigned char* data, unsigned int len, const char* alphabet, std::string_view end) {
+        const unsigned int rest = len % kGroupBytes;
+        if (rest > 0) {
+            unsigned char group[kGroupBytes] = {};
+            std::memcpy(group, data + (len - rest), rest);
+            contentcoding::kScalarKernels.encodeBase64(group, 1, alphabet, m_text);
+            std::fill(m_text + rest + 1, m_text + kQuantumChars, kPad);
+            m_size = kQuantumChars;
+        }
+        m_size += end.copy(m_text + m_size, end.size());
+    }
+    std::string_view view() const { return {m_text, m_size}; }
+
+    // One by one: a buffer that has no room for all keeps those that it had room for.
+    bool appendTo(StringBuffer& out) const {
+        return std::all_of(m_text, m_text + m_size, [&](char c) { return out.appendChar(c); });
+    }
+
+private:
+    char m_text[kQuantumChars + kCrLf.size()];
+    std::size_t m_size = 0;
+};
+
+bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
+                   std::string_view lineBreak, StringBuffer& out) {
+    if (!out.expectNumBytes(ContentCoding::computeBase64Size(len, lineLength))) return false;
+    if (!data || len == 0) return true;
+    const auto* const bytes = static_cast<const unsigned char*>(data);
+    if (!encodeGroups(bytes, len, _base64_table, Lines::of(lineLength, lineBreak), ToText{out}))
+        return false;
+    const bool ok = Tail(bytes, len, _base64_table, kCrLf).appendTo(out);
+    // A last line that is full has its own break already: one CRLF is enough.
+    if (out.endsWith("\r\n\r\n")) out.shorten(kCrLf.size());
+    if (lineBreak != kCrLf && out.endsWith(lineBreak.data())) {
+        out.shorten(static_cast<unsigned int>(lineBreak.size()));
+        out.append(kCrLf.data());  // into the room of what was cut
+    }
+    return ok;
+}
+
+// ---- Decoding ----
+
+// What each of the 256 characters means: the digit's value, kBase64Skipped or kBase64End.
+using CharValues = std::array<unsigned char, 256>;
+
+constexpr CharValues charValues(const unsigned char* table) {
+    CharValues values{};
+    values.fill(kBase64Skipped);
+    for (unsigned int i = 0; i < kTableSize; ++i) {
+        if (table[i] < 64) values[kFirstChar + i] = table[i];
+    }
+    values['.'] = kBase64Skipped;
+    values['\0'] = values[kPad] = kBase64End;
+    return values;
+}
+
+constexpr CharValues kStandardValues = charValues(_base64DecodeTable.data());
+
+// Decodes up to the end mark; returns the number of bytes. `bytes` has room for those of `len`
+// digits and two more: one for the bits of a cut group that complete no byte, and a 0.
+unsigned int decodeDigits(const char* text, unsigned int len, const CharValues& values,
+                          unsigned char* bytes) {
+    const auto& kernels = contentcoding::kernels();
+    const char* const end = text + len;
+    const unsigned char* const start = bytes;
+    std::uint32_t bits = 0;  // the lowest `held` ones are still to be written
+    unsigned int held = 0;
+    while (text != end) {
+        if (held == 0) {
+            const auto left = static_cast<std::size_t>(end - text);
+            const auto quanta =
+                kernels.decodeBase64(text, left / kQuantumChars, values.data(), bytes);
+            text += quanta * kQuantumChars;
+            bytes += quanta * kGroupBytes;
+            if (text == end) break;
+        }
+        const unsigned char value = values[static_cast<unsigned char>(*text)];
+        if (value == kBase64End) break;
+        ++text;
+        if (value == kBase64Skipped) continue;
+        bits = bits << 6 | value;
+        held += 6;
+        if (held >= 8) {
+            held -= 8;
+            *bytes++ = static_cast<unsigned char>(bits >> held);
+        }
+    }
+    bytes[0] = static_cast<unsigned char>(bits << (8 - held));
+    bytes[1] = 0;
+    return static_cast<unsigned int>(bytes - start);
+}
+
+// What the array of a decoder has beyond the bytes of its digits.
+constexpr unsigned int kSpareBytes = 8;
+constexpr unsigned int kSpareBytes2 = 4;
+
+// Text that is not empty into a new array of 3 * len / 4 + spare bytes. Null, with *outLen left
+// alone, when there is no table, `len` is too much, or memory is short.
+unsigned char* decode(const char* text, unsigned int len, const unsigned char* table,
+                      unsigned int spare, unsigned int* outLen) {
+    if (!table || len >= kTooManyChars) return nullptr;
+    auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(3 * len / 4 + spare));
+    if (!bytes) return nullptr;
+    *outLen = table == _base64DecodeTable.data()
+                  ? decodeDigits(text, len, kStandardValues, bytes)
+                  : decodeDigits(text, len, charValues(table), bytes);
+    return bytes;
+}
+
+// ---- Tests for Base64 text ----
+
+constexpr bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+constexpr auto kIsBase64Char = [] {
+    std::array<bool, 256> is{};
+    for (const char c : std::string_view(_base64_table))
+        is[static_cast<unsigned char>(c)] = true;
+    for (const char c : "= \t\r\n"sv)
+        is[static_cast<unsigned char>(c)] = true;
+    return is;
+}();
+
+constexpr bool isBase64Char(char c) { return kIsBase64Char[static_cast<unsigned char>(c)]; }
+
+}  // namespace
+
+bool ContentCoding::encodeBase64(const void* data, unsigned int len, StringBuffer& out) const {
+    return encodeInLines(data, len, m_lineLength, kCrLf, out);
+}
+
+bool ContentCoding::encodeBase64_crEntity(const void* data, unsigned int len,
+                                          StringBuffer& out) const {
+    return encodeInLines(data, len, m_lineLength, kXmlCrLf, out);
+}
+
+bool ContentCoding::encodeBase64ToOutput(const void* data, unsigned int len, _zqOutput& out,
+                                         _zqIoParams& ioParams, LogBase& log) const {
+    if (!data || len == 0) return true;
+    const auto* const bytes = static_cast<const unsigned char*>(data);
+    const ToOutput sink{out, ioParams, log};
+    if (!encodeGroups(bytes, len, _base64_table, Lines::of(m_lineLength, kCrLf), sink))
+        return false;
+    const Tail tail(bytes, len, _base64_table, kCrLf);
+    return sink(tail.view().data(), static_cast<unsigned int>(tail.view().size()));
+}
+
+bool ContentCoding::encodeBase64_noCrLf_inner(const void* data, unsigned int len, const char* table,
+                                              StringBuffer& out) {
+    if (!data || len == 0) return true;
+    if (!table || !out.expectNumBytes(computeBase64Size(len, len))) return false;
+    const auto* const bytes = static_cast<const unsigned char*>(data);
+    return encodeGroups(bytes, len, table, {kNoLines, ""}, ToText{out}) &&
+           Tail(bytes, len, table, "").appendTo(out);
+}
+
+bool ContentCoding::encodeBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out) {
+    return encodeBase64_noCrLf_inner(data, len, _base64_table, out);
+}
+
+bool ContentCoding::encodeModBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out) {
+    return encodeBase64_noCrLf_inner(data, len, _modBase64_table, out);
+}
+
+unsigned char* ContentCoding::decodeBase64a(const char* text, unsigned int len,
+                                            const unsigned char* table, unsigned int* outLen) {
+    if (!outLen) return nullptr;
+    *outLen = 0;
+    if (!text || len == 0) return nullptr;
+    return decode(text, len, table, kSpareBytes, outLen);
+}
+
+unsigned char* ContentCoding::decodeBase64(const char* text, unsigned int len,
+                                           unsigned int* outLen) {
+    return decodeBase64a(text, len, _base64DecodeTable.data(), outLen);
+}
+
+unsigned char* ContentCoding::decodeBase64_2a(const char* text, unsigned int len,
+                                              const unsigned char* table, unsigned int* outLen,
+                                              bool& ok) {
+    ok = false;
+    if (!outLen) return nullptr;
+    *outLen = 0;
+    ok = !text || len == 0;
+    if (ok) return nullptr;
+    unsigned char* const bytes = decode(text, len, table, kSpareBytes2, outLen);
+    ok = bytes != nullptr;
+    return bytes;
+}
+
+unsigned char* ContentCoding::decodeBase64_2(const char* text, unsigned int len,
+                                             unsigned int* outLen, bool& ok) {
+    return decodeBase64_2a(text, len, _base64DecodeTable.data(), outLen, ok);
+}
+
+bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuffer& out) {
+    unsigned int decodedLen = 0;
+    bool ok = false;
+    unsigned char* const bytes = decodeBase64_2(text, len, &decodedLen, ok);
+    if (ok) out.takeData(bytes, decodedLen);
+    return ok;
+}
+
+bool ContentCoding::appendBase64(StringBuffer& out, const char* text) {
+    const unsigned int len = zqStrLen(text);
+    if (len == 0) return true;
+    unsigned int decodedLen = 0;
+    char* const bytes = reinterpret_cast<char*>(decodeBase64(text, len, &decodedLen));
+    if (!bytes) return false;
+    ByteArrayOwner owner;
+    owner.m_ownedArray = bytes;
+    return out.appendN(bytes, decodedLen);
+}
+
+bool ContentCoding::isBase64(const char* text, unsigned int len, LogBase&) {
+    return text && std::all_of(text, text + len, isBase64Char);
+}
+
+bool ContentCoding::isBase64_utf16LE(const char* text, unsigned int len) {
+    if (!text || len < 3 || len % 2 != 0) return false;
+    for (unsigned int i = 2; i < len; i += 2) {
+        if (!isBase64Char(text[i]) || text[i + 1] != 0) return false;
+    }
+    return true;
+}
+
+bool ContentCoding::validateBase64(const char* text, unsigned int len) const {
+    if (!text) return false;
+    for (const char* const end = text + len; text != end; ++text) {
+        const char c = *text;
+        if (c == '\0' || c == kPad) return true;
+        if (!isBlank(c) && (c < kFirstChar || c > kLastChar)) return false;
+    }
+    return true;
+}

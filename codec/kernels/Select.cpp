@@ -1,0 +1,3 @@
+#include "codec/kernels/Kernels.h"
+
+const contentcoding::Kernels& contentcoding::kernels() { return kScalarKernels; }

@@ -1,0 +1,46 @@
+#ifndef SUPPORT_ASCII_H
+#define SUPPORT_ASCII_H
+
+// Private: what ASCII characters mean, whatever the locale. Bytes from 0x80 up mean nothing.
+
+#include <array>
+#include <string_view>
+
+// The digits that every escape is written with.
+constexpr char HexDigits[17] = "0123456789ABCDEF";
+
+namespace contentcoding {
+
+constexpr char toLowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+constexpr unsigned char kNoHexDigit = 0xFF;
+
+// Entry c is the value of the hexadecimal digit c, of either case, or kNoHexDigit.
+constexpr auto kHexDigitValue = [] {
+    std::array<unsigned char, 256> values{};
+    values.fill(kNoHexDigit);
+    for (unsigned char v = 0; v < 16; ++v) {
+        values[static_cast<unsigned char>(HexDigits[v])] = v;
+        values[static_cast<unsigned char>(toLowerAscii(HexDigits[v]))] = v;
+    }
+    return values;
+}();
+
+constexpr unsigned char hexDigitValue(char c) {
+    return kHexDigitValue[static_cast<unsigned char>(c)];
+}
+
+// Whether the two texts are equal when ASCII letters of either case count as equal.
+constexpr bool equalIgnoringCase(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        if (toLowerAscii(a[i]) != toLowerAscii(b[i])) return false;
+    }
+    return true;
+}
+
+}  // namespace contentcoding
+
+#endif

@@ -1,0 +1,111 @@
+#ifndef SUPPORT_MEMORY_H
+#define SUPPORT_MEMORY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// Allocation and text helpers, and the storage that both buffers share. Nothing here throws.
+
+// A new array of `n` elements, contents unspecified, released by its owner with array
+// delete; null when memory is short. `n` of 0 gives an array without elements, not null.
+[[gnu::visibility("default")]] char* zqNewChar(unsigned int n);
+[[gnu::visibility("default")]] unsigned char* zqNewUnsignedChar(unsigned int n);
+[[gnu::visibility("default")]] std::uint32_t* zqNewUint32(unsigned int n);
+
+// The number of bytes before the terminator of `s`; 0 for null. A text of 2^32 bytes or more
+// counts as 2^32 - 1.
+[[gnu::visibility("default")]] unsigned int zqStrLen(const char* s);
+
+// The first occurrence of `needle` in `haystack`, or null: also when either is null.
+[[gnu::visibility("default")]] const char* zqStrStr(const char* haystack, const char* needle);
+
+namespace contentcoding {
+
+// The address of an array together with the kind of array that it is. It owns nothing:
+// assigning another address leaves the array that it held alone, as with a plain pointer.
+class [[gnu::visibility("default")]] TypedArrayPointer {
+public:
+    TypedArrayPointer& operator=(char* array);
+    TypedArrayPointer& operator=(unsigned char* array);
+    TypedArrayPointer& operator=(std::uint32_t* array);
+    TypedArrayPointer& operator=(std::nullptr_t);
+
+    const void* get() const { return m_array; }
+    explicit operator bool() const { return m_array != nullptr; }
+    friend bool operator==(const TypedArrayPointer& a, const void* b) { return a.m_array == b; }
+
+    // Releases the array by array delete of its own type; nothing for null.
+    void release();
+
+private:
+    void* m_array = nullptr;
+    void (*m_deleter)(void*) = nullptr;
+};
+
+// A counted array of bytes that grows geometrically up to kMaxSize. It always has room for
+// one byte after the last, so that a text can be terminated without a further allocation.
+class [[gnu::visibility("default")]] ByteStorage {
+public:
+    // One below the address space where that is only 32 bits wide, because of the spare byte.
+    static constexpr unsigned int kMaxSize = sizeof(std::size_t) > 4 ? 0xFFFFFFFFu : 0x7FFFFFFEu;
+
+    ByteStorage() = default;
+    ByteStorage(const ByteStorage& other);  // empty when memory is short
+    ByteStorage(ByteStorage && other) noexcept;
+    ByteStorage& operator=(const ByteStorage& other);
+    ByteStorage& operator=(ByteStorage&& other) noexcept;
+    ~ByteStorage();
+
+    char* bytes() { return m_bytes; }  // null while nothing was ever stored or reserved
+    const char* bytes() const { return m_bytes; }
+    unsigned int size() const { return m_size; }
+
+    // Room for `n` more bytes; false, and nothing changed, when it cannot be had.
+    bool reserve(unsigned int n) { return n <= m_capacity - m_size || regrow(n, nullptr); }
+
+    // Appends `n` bytes, which may be the storage's own. Null `data` counts as no bytes.
+    // False, and nothing changed, when there is no room.
+    bool append(const void* data, unsigned int n) {
+        if (n == 0 || !data) return true;
+        if (n > m_capacity - m_size) return regrow(n, data);
+        // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): what has room is no null
+        std::memcpy(m_bytes + m_size, data, n);
+        m_size += n;
+        return true;
+    }
+
+    // Cuts to `n` bytes; `n` must not exceed size().
+    void truncate(unsigned int n) { m_size = n; }
+
+    // Takes over an array from zqNewChar, of more than `n` elements, that holds `n` bytes, in
+    // place of what was held. Null with 0 empties.
+    void adopt(char* array, unsigned int n);
+
+    // Gives the array away and is empty afterwards.
+    char* release();
+
+private:
+    bool regrow(unsigned int more, const void* data);
+
+    char* m_bytes = nullptr;
+    unsigned int m_size = 0;
+    unsigned int m_capacity = 0;  // without the spare byte
+};
+
+}  // namespace contentcoding
+
+// Releases one array, by array delete of the array's own type, when it goes out of scope. It
+// is made empty; the owner stores an array from one of the allocation helpers in
+// m_ownedArray, or null to take an array back.
+class [[gnu::visibility("default")]] ByteArrayOwner {
+public:
+    ByteArrayOwner() = default;
+    ~ByteArrayOwner() { m_ownedArray.release(); }
+    ByteArrayOwner(const ByteArrayOwner&) = delete;
+    ByteArrayOwner& operator=(const ByteArrayOwner&) = delete;
+
+    contentcoding::TypedArrayPointer m_ownedArray;
+};
+
+#endif

@@ -1,0 +1,114 @@
+#ifndef SUPPORT_STRINGBUFFER_H
+#define SUPPORT_STRINGBUFFER_H
+
+#include <string_view>
+
+#include "support/Memory.h"
+
+class DataBuffer;
+
+// A growable, counted text of 8-bit characters, always terminated by a NUL that is not counted;
+// it may hold NUL bytes inside. Encoders append to it.
+//
+// Lengths are bytes. At most 2^32 - 1 bytes are held. An operation that would pass that, or
+// that finds no memory, returns false and leaves the buffer as it was. A null text counts as
+// empty; it equals nothing, though, and is contained in nothing. A buffer's own bytes may be
+// appended to it. Nothing is thrown.
+class [[gnu::visibility("default")]] StringBuffer {
+public:
+    StringBuffer() = default;
+
+    // A copy of the text; empty when it cannot be held. The same goes for copies of buffers.
+    explicit StringBuffer(std::string_view text);
+    StringBuffer(const StringBuffer& other);
+    StringBuffer& operator=(const StringBuffer& other);
+
+    // What was held moves over: in construction the other buffer is empty afterwards, in
+    // assignment the two exchange what they hold.
+    StringBuffer(StringBuffer &&) noexcept = default;
+    StringBuffer& operator=(StringBuffer&&) noexcept = default;
+    ~StringBuffer() = default;
+
+    // All bytes held, without the terminator; valid until the buffer next changes.
+    std::string_view view() const { return {getString(), getSize()}; }
+
+    // The same as a NUL-terminated text; never null.
+    const char* getString() const { return m_storage.bytes() ? m_storage.bytes() : ""; }
+
+    unsigned int getSize() const { return m_storage.size(); }
+
+    // The byte at `index`; NUL from the end on.
+    char charAt(unsigned int index) const { return index < getSize() ? getString()[index] : '\0'; }
+
+    // Reserves room for at least `n` bytes after the present ones, so that appending them
+    // cannot fail.
+    bool expectNumBytes(unsigned int n);
+
+    // Appends exactly `n` bytes, whatever their values.
+    bool appendN(const char* data, unsigned int n) {
+        return m_storage.append(data, n) && terminated();
+    }
+
+    bool appendChar(char c) { return appendN(&c, 1); }
+    bool appendCharN(char c, unsigned int count);
+
+    // Appends a NUL-terminated text without its terminator.
+    bool append(const char* text);
+    bool append(const StringBuffer& other) { return appendN(other.getString(), other.getSize()); }
+    bool append(const DataBuffer& data);
+
+    // Appends `n` in decimal, without leading zeros.
+    bool append(unsigned int n);
+
+    // Replaces the contents.
+    bool setString(const char* text);
+    bool setString(const StringBuffer& other);
+
+    // Empties the buffer and keeps its storage.
+    void weakClear() { truncate(0); }
+
+    // Removes the last `n` bytes, or all when there are fewer.
+    void shorten(unsigned int n) { truncate(n < getSize() ? getSize() - n : 0); }
+
+    // Removes the first `c` and everything after it.
+    void chopAtFirstChar(char c);
+
+    // Removes every `c`.
+    void removeCharOccurances(char c);
+
+    // Turns "A" to "Z" into "a" to "z".
+    void toLowerCase();
+
+    bool endsWith(const char* suffix) const;
+    bool containsChar(char c) const { return view().find(c) != std::string_view::npos; }
+    bool containsSubstring(const char* s) const;
+
+    // Letters "A" to "Z" compare equal to "a" to "z", other bytes only to themselves.
+    bool containsSubstringNoCase(const char* s) const;
+    bool equalsIgnoreCase(const char* s) const;
+
+    // Hands the contents over as a NUL-terminated array, which the caller releases with array
+    // delete, and is empty afterwards. The length without the terminator is stored through
+    // `outLen` unless that is null. An empty buffer gives an empty text; null, with length 0,
+    // comes only when memory for that is short.
+    char* extractString(unsigned int* outLen);
+
+    // Reads `numChars` hexadecimal digits of either case, two for each byte, the high one
+    // first, and appends the bytes to `out`. With an odd count or any other character it
+    // appends nothing and returns false.
+    static bool hexStringToBinary2(const char* hex, unsigned int numChars, DataBuffer& out);
+
+private:
+    bool terminated() {
+        if (m_storage.bytes()) m_storage.bytes()[getSize()] = '\0';
+        return true;
+    }
+    void truncate(unsigned int n) {
+        m_storage.truncate(n);
+        terminated();
+    }
+
+    contentcoding::ByteStorage m_storage;
+};
+
+#endif

@@ -1,0 +1,90 @@
+#include "support/Output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <thread>
+
+#include "tests/TestSupport.h"
+
+using namespace contentcoding;
+
+class Output : public testing::Test {
+protected:
+    bool write(_zqOutput& out, std::string_view bytes) {
+        return out.writeBytes(bytes.data(), size32(bytes), m_ioParams, m_log);
+    }
+
+    _zqIoParams m_ioParams;
+    LogText m_log;
+};
+
+TEST_F(Output, GoesToABufferOrACallable) {
+    StringBuffer text("a");
+    StringBufferOutput toText(text);
+    EXPECT_TRUE(write(toText, "b\0"sv) && write(toText, ""));
+    EXPECT_EQ(text.view(), "ab\0"sv);
+    std::string taken;
+    CallableOutput toCall([&](const char* data, unsigned int n) {
+        taken.assign(data, n);
+        return n < 3;
+    });
+    EXPECT_TRUE(write(toCall, "ab"));
+    EXPECT_FALSE(write(toCall, "abc"));
+    EXPECT_EQ(taken, "abc");
+}
+
+TEST_F(Output, GoesToAStream) {
+    std::FILE* const stream = std::tmpfile();
+    FileOutput out(stream);
+    EXPECT_TRUE(write(out, "one ") && write(out, "two"));
+    std::rewind(stream);
+    char back[16];
+    EXPECT_EQ(std::string(back, std::fread(back, 1, sizeof back, stream)), "one two");
+    std::fclose(stream);
+}
+
+TEST_F(Output, KeepsTheFirstErrorAndStops) {
+    std::FILE* const stream = std::fopen("/dev/full", "w");
+    std::setbuf(stream, nullptr);
+    FileOutput toStream(stream), toDescriptor(fileno(stream));
+    for (FileOutput* const out : {&toStream, &toDescriptor}) {
+        m_log.clear();
+        EXPECT_TRUE(write(*out, ""));
+        EXPECT_FALSE(write(*out, "x"));
+        EXPECT_FALSE(write(*out, ""));
+        EXPECT_EQ(out->error(), ENOSPC);
+        EXPECT_EQ(m_log.text().view(), "Failed to write to the output file.\n");
+    }
+    std::fclose(stream);
+    FileOutput toNothing(-1);
+    EXPECT_FALSE(write(toNothing, "x"));
+    EXPECT_EQ(toNothing.error(), EBADF);
+}
+
+// A pipe takes a little at a time, and a signal comes in between.
+TEST_F(Output, ContinuesAfterShortAndInterruptedWrites) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, nullptr);  // without SA_RESTART
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const std::string sent = noise(1 << 20);
+    std::string received;
+    std::thread reader([&, writer = pthread_self()] {
+        char block[4096];
+        for (ssize_t n; (n = read(ends[0], block, sizeof block)) > 0;) {
+            received.append(block, static_cast<std::size_t>(n));
+            pthread_kill(writer, SIGUSR1);
+            if (received.size() == sent.size()) break;
+        }
+    });
+    FileOutput out(ends[1]);
+    EXPECT_TRUE(write(out, sent));
+    reader.join();
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(received, sent);
+}

@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# The tool from a shell's side: what it writes, what it leaves behind, how it ends.
+# usage: test.sh CONTENTCODE
+set -uo pipefail
+tool=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+failures=0
+[ -x "$tool" ] || exit 1
+
+fail() { echo "failed: $*"; failures=$((failures + 1)); }
+same() { cmp "$2" "$3" || fail "$1"; }
+status() { # status WANTED WHAT COMMAND...
+    "${@:3}" >out 2>err
+    local got=$?
+    [ "$got" = "$1" ] || fail "$2: status $got"
+}
+says() { grep -qF -- "$1" err || { fail "no \"$1\" in:"; cat err; }; }
+
+# Around a group, a line, the chunks that the tool reads (196593 bytes in lines of 76, 196608
+# without lines), and a block of memory.
+for n in 0 1 2 3 56 57 58 114 196592 196593 196594 196607 196608 196609 393186 393216 1048577; do
+    head -c $n /dev/zero | tr '\0' "$((n % 10))" >in
+    base64 -w 0 in >flat
+    "$tool" encode base64 --break none in | cmp - flat || fail "unwrapped, $n bytes"
+    "$tool" encode base64 --url <in | tr -- -_ +/ | cmp - flat || fail "URL-safe, $n bytes"
+    # A stream ends a full last line and then the text.
+    { base64 -w 76 in | sed 's/$/\r/' && [ $((n % 57)) = 0 ] && [ $n != 0 ] && printf '\r\n'; } >lines
+    "$tool" encode base64 in -o out && same "wrapped, $n bytes" out lines
+    base64 -w 20 in | sed 's/$/\&#xD;\r/; $s/&#xD;\r/\r/' >lines
+    "$tool" encode base64 --wrap 17 --break entity in | cmp - lines || fail "entities, $n bytes"
+    sed "s/&#xD;//" lines | "$tool" decode base64 -o back && same "decoded, $n bytes" back in
+done
+head -c 100000 /dev/urandom >in
+"$tool" encode base64 --url in | "$tool" decode base64 --url | cmp - in || fail "URL-safe and back"
+
+cp in kept && "$tool" encode base64 kept -o kept && base64 -d -i kept | cmp - in || fail "in place"
+ln -s target link && "$tool" encode base64 in -o link
+[ -L link ] && fail "a dangling link is replaced"
+: >target && chmod 640 target && ln -sf target link && "$tool" encode base64 in -o link
+[ -L link ] && [ -s target ] && [ "$(stat -c %a target)" = 640 ] || fail "a link's target is replaced"
+
+status 0 "Base64 text" "$tool" check base64 target
+printf 'QQ-=' >bad
+status 1 "other text" "$tool" check base64 bad && says "bad: not Base64 text"
+status 0 "in range" "$tool" check base64 --range bad
+printf '\377\376Q\0=\0' >utf16
+status 0 "UTF-16" "$tool" check base64 --utf16le utf16
+truncate -s 1431655766 long
+status 1 "too long" "$tool" decode base64 long -o none && says "long: too long"
+
+status 0 "help" "$tool" encode base64 --help
+grep -q -- --wrap out || fail "help tells the options"
+status 0 "version" "$tool" --version
+status 0 "formats" "$tool" formats
+grep -q '^base64' out || fail "formats lists base64"
+for wrong in "" "encode" "encode nothing" "encode base64 --wrap 9" "encode base64 --break cr" \
+    "encode base64 --url --wrap 80" "encode base64 a b" "formats x"; do
+    # shellcheck disable=SC2086
+    status 2 "usage: $wrong" "$tool" $wrong
+    [ -s err ] || fail "a message for: $wrong"
+done
+
+status 3 "no such file" "$tool" encode base64 missing -o none && says "missing: No such file"
+status 3 "a folder to read" "$tool" decode base64 . -o none
+status 3 "a folder to write" "$tool" encode base64 in -o . && says ".: Is a directory"
+status 3 "no folder to write in" "$tool" encode base64 in -o no/file && says "no/file: No such file"
+status 3 "a full disk" "$tool" encode base64 in -o /dev/full && says "/dev/full: No space left"
+"$tool" encode base64 in >/dev/full 2>err && fail "a full standard output"
+says "standard output: No space left"
+"$tool" --help >/dev/full 2>err && fail "help to a full standard output"
+yes | "$tool" encode base64 2>err | head -c 1 >/dev/null
+[ "${PIPESTATUS[1]}" = 3 ] || fail "a reader that went away: ${PIPESTATUS[*]}"
+says "Broken pipe"
+
+mkfifo pipe
+exec 9<>pipe
+"$tool" encode base64 pipe -o interrupted &
+head -c 300000 /dev/zero >&9
+until [ -n "$(find . -name '.contentcode-*')" ]; do sleep 0.01; done
+kill -TERM $!
+wait $!
+[ $? = 143 ] || fail "interrupted: status $?"
+exec 9>&-
+left=$(find . -name none -o -name interrupted -o -name '.contentcode-*')
+[ -z "$left" ] || fail "left behind: $left"
+
+[ $failures = 0 ] && echo "all fine"
+exit $((failures > 0))

@@ -1,0 +1,21 @@
+#ifndef TOOL_FAILURE_H
+#define TOOL_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+
+// The exit statuses of the tool.
+enum ExitStatus { kSuccess = 0, kDataError = 1, kUsageError = 2, kFileError = 3 };
+
+// Ends the run: the message goes to standard error, the status to the shell.
+class Failure : public std::runtime_error {
+public:
+    Failure(ExitStatus status, const std::string& message)
+        : std::runtime_error(message), m_status(status) {}
+    ExitStatus status() const { return m_status; }
+
+private:
+    ExitStatus m_status;
+};
+
+#endif
