@@ -2,6 +2,7 @@
 #define TESTS_TESTSUPPORT_H
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <cstring>
 #include <memory>
@@ -32,6 +33,18 @@ public:
 
 private:
     std::unique_ptr<char[]> m_bytes;
+};
+
+// 2^32 bytes of zeros that need addresses but no memory, as long as they are only read.
+class ZeroPages {
+public:
+    const char* get() const { return static_cast<const char*>(m_pages); }
+    ~ZeroPages() { munmap(m_pages, kSize); }
+
+private:
+    static constexpr std::size_t kSize = std::size_t{1} << 32;
+    void* m_pages =
+        mmap(nullptr, kSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
 };
 
 // Bytes without a pattern, the same in every run.
