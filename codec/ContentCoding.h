@@ -133,6 +133,65 @@ public:
     // "_" and ":" pass.
     //   null     false, empty text true
     bool validateBase64(const char* text, unsigned int len) const;
+
+    // ---- Quoted-printable ---------------------------------------------------------------
+    // Source: RFC 2045, section 6.7; DKIM: RFC 6376, section 2.11. All go through blocks of
+    // 2000 bytes. A line length below 10 counts as 10.
+
+    // Appends the quoted-printable text of `len` bytes.
+    //   lines    at most m_lineLength characters, the "=" of a soft line break included. Only
+    //            CRLF is a line end of the input; a lone CR or LF is escaped.
+    //   escapes  with digits "A" to "F": all but printable ASCII, space and tab; "="; a space or
+    //            tab at the end of a line or of the input; and at the start of every output
+    //            line "." and the "F" of "From ", which mail software takes for its own
+    //   returns  false also, with nothing appended, when room for `len` bytes cannot be reserved.
+    //            Of the appends, only the last one's result is looked at.
+    bool encodeQuotedPrintable(const void* data, unsigned int len, StringBuffer& out) const;
+
+    // The same as a new NUL-terminated array.
+    //   outLen   receives the length of the text, without the NUL; 0 where null is returned
+    //   returns  null for empty input, for a null outLen, and when memory is short; of the
+    //            appends, no result is looked at
+    char* encodeQuotedPrintable(const void* data, unsigned int len, unsigned int* outLen) const;
+
+    // The same, written to a sink; memory use does not grow with the input.
+    //   returns  false after the first block that was refused
+    //   log      handed to the sink with `ioParams`
+    bool encodeQpToOutput(const void* data, unsigned int len, _zqOutput& out, _zqIoParams& ioParams,
+                          LogBase& log) const;
+
+    // Decodes quoted-printable text and appends the bytes. Every text that is not empty is
+    // accepted; it ends at its first NUL. Forgiven, or understood beyond the RFC, are:
+    //   - line ends LF, CRLF and CR CR LF: all give CRLF
+    //   - white space at the end of a line, also after the "=" of a soft line break: dropped. A
+    //     line of nothing but spaces and tabs keeps them.
+    //   - "=" without two hexadecimal digits: kept as it is; at the end of the text: dropped
+    //   - digits "a" to "f"
+    //   - characters with the high bit set: taken for what their low seven bits are, except as
+    //     NUL and as the LF that ends a line; they are written unchanged
+    //   - "=FFFFFF" and two digits: the byte of these two; a digit that is none counts as 0. So
+    //     byte 0xFF followed by the text "FFFF" is the one input that does not come back.
+    //   - with m_qpDecodeUnicodeEscapes, "=00", four hexadecimal digits and ";": "&#", the
+    //     number in decimal, ";". When the four are not all digits, "=00" is the byte 0.
+    //   returns  false for null or empty text and for one that starts with a NUL; otherwise the
+    //            result of the last append, of all the only one that is looked at
+    bool decodeQuotedPrintable(const char* text, unsigned int len, DataBuffer& out) const;
+
+    // Appends the DKIM quoted-printable text of `len` bytes. All but printable ASCII is escaped,
+    // and "=", ";" and space are.
+    //   lines    a soft line break follows the character or escape that reaches m_lineLength - 1
+    //            characters, or, where CRLF comes next in the input, the escaped CR
+    //   returns  as encodeQuotedPrintable
+    bool encodeDkimQuotedPrintable(const void* data, unsigned int len, StringBuffer& out) const;
+
+    // Decodes DKIM quoted-printable text and appends the bytes. Spaces, tabs, CR and LF mean
+    // nothing. Forgiven are:
+    //   - "=" without two hexadecimal digits right after it: kept as it is. So is that of a soft
+    //     line break: only lines folded between escapes and characters come back.
+    //   - digits "a" to "f", and ones with the high bit set
+    //   - NUL and other characters that should be escaped: kept
+    //   returns  false after the first append that failed
+    static bool decodeDkimQuotedPrintable(const char* text, unsigned int len, DataBuffer& out);
 };
 
 #endif

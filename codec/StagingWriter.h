@@ -1,9 +1,12 @@
 #ifndef CODEC_STAGINGWRITER_H
 #define CODEC_STAGINGWRITER_H
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
+#include "support/Ascii.h"
+#include "support/DataBuffer.h"
 #include "support/Log.h"
 #include "support/Output.h"
 #include "support/StringBuffer.h"
@@ -18,6 +21,11 @@ struct ToText {
     bool operator()(const char* p, unsigned int n) const { return out.appendN(p, n); }
 };
 
+struct ToBytes {
+    DataBuffer& out;
+    bool operator()(const char* p, unsigned int n) const { return out.append(p, n); }
+};
+
 struct ToOutput {
     _zqOutput& out;
     _zqIoParams& ioParams;
@@ -28,23 +36,51 @@ struct ToOutput {
 };
 
 // Collects characters in a fixed array and hands them to a Sink in blocks, so that no
-// destination sees single characters and nothing is allocated.
+// destination sees single characters and nothing is allocated. A refused block is gone, and
+// remembered in ok(); whether it ends the work is the coder's decision.
 template <class Sink, unsigned int Capacity>
 class StagingWriter {
 public:
     explicit StagingWriter(Sink sink) : m_sink(sink) {}
 
+    // Whether every block was taken.
+    bool ok() const { return m_ok; }
+
     unsigned int held() const { return m_held; }
+
+    // ---- For coders whose blocks are full arrays: an array is handed over when it is full ----
+
+    // How many characters fill the array.
+    unsigned int room() const { return Capacity - m_held; }
+
+    void put(std::string_view text) {
+        while (!text.empty()) {
+            const std::size_t n = std::min<std::size_t>(text.size(), room());
+            std::memcpy(m_block + m_held, text.data(), n);
+            m_held += static_cast<unsigned int>(n);
+            if (m_held == Capacity) flush();
+            text.remove_prefix(n);
+        }
+    }
+
+    void put(char c) {
+        m_block[m_held++] = c;
+        if (m_held == Capacity) flush();
+    }
+
+    // "=" and the two digits of `b`.
+    void putEscape(unsigned char b) {
+        const char escape[] = {'=', HexDigits[b >> 4], HexDigits[b & 0x0F]};
+        put({escape, sizeof escape});
+    }
+
+    // ---- For coders that never split a group: they ask for a flush between groups ----
 
     // Room for `n` more characters, which the caller writes; held() + n must not exceed Capacity.
     char* extend(unsigned int n) {
         char* const room = m_block + m_held;
         m_held += n;
         return room;
-    }
-
-    void put(std::string_view text) {
-        std::memcpy(extend(static_cast<unsigned int>(text.size())), text.data(), text.size());
     }
 
     // Hands over what is held when that is more than `limit`. False when it was refused.
@@ -57,10 +93,13 @@ private:
     bool flush() {
         const unsigned int n = m_held;
         m_held = 0;
-        return m_sink(m_block, n);
+        const bool taken = m_sink(m_block, n);
+        m_ok = m_ok && taken;
+        return taken;
     }
 
     Sink m_sink;
+    bool m_ok = true;
     unsigned int m_held = 0;
     char m_block[Capacity];
 };

@@ -4,10 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "codec/ContentCoding.h"
-#include "tool/Failure.h"
-#include "tool/Files.h"
-#include "tool/Formats.h"
+#include "tool/Convert.h"
 
 namespace {
 
@@ -93,31 +90,29 @@ std::array<unsigned char, 80> urlSafeDecodeTable() {
     return table;
 }
 
+bool decodeUrlSafe(const StringBuffer& text, DataBuffer& bytes) {
+    unsigned int n = 0;
+    bool ok = false;
+    unsigned char* const array = ContentCoding::decodeBase64_2a(
+        text.getString(), text.getSize(), urlSafeDecodeTable().data(), &n, ok);
+    if (ok) bytes.takeData(array, n);
+    return ok;
+}
+
 void decodeBase64(bool url, const FileArguments& files) {
-    Source in(files.input, !files.noProgress);
-    const StringBuffer text = in.readAll(kLongestText);
-    DataBuffer bytes;
-    bool ok = true;
-    if (url) {
-        unsigned int n = 0;
-        unsigned char* const array = ContentCoding::decodeBase64_2a(
-            text.getString(), text.getSize(), urlSafeDecodeTable().data(), &n, ok);
-        if (ok) bytes.takeData(array, n);
-    } else {
-        ok = ContentCoding::decodeBase64ToDb(text.getString(), text.getSize(), bytes);
-    }
-    if (!ok) throw Failure(kDataError, in.name() + ": not enough memory");
-    Destination out(files.output);
-    out.write({reinterpret_cast<const char*>(bytes.getData2()), bytes.getSize()});
-    out.commit();
+    convertWhole<DataBuffer>(files, kLongestText, "not enough memory",
+                             [url](const StringBuffer& text, DataBuffer& bytes, LogBase&) {
+                                 return url ? decodeUrlSafe(text, bytes)
+                                            : ContentCoding::decodeBase64ToDb(
+                                                  text.getString(), text.getSize(), bytes);
+                             });
 }
 
 enum class Test { kDigits, kUtf16, kRange };
 
 void checkBase64(Test test, const FileArguments& files) {
-    constexpr unsigned int kLongest = 0xFFFFFFFF;
     Source in(files.input, !files.noProgress);
-    const StringBuffer text = in.readAll(kLongest);
+    const StringBuffer text = in.readAll(kLongestInput);
     ContentCoding codec;
     LogNull log;
     const bool ok = test == Test::kUtf16 ? codec.isBase64_utf16LE(text.getString(), text.getSize())

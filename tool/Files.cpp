@@ -17,6 +17,8 @@
 namespace {
 
 constexpr std::size_t kReadBytes = 1 << 20;
+constexpr std::size_t kHeldBytes = 1 << 16;
+constexpr std::size_t kWriteBytes = 1 << 30;
 
 [[noreturn]] void failWith(const std::string& name, int error) {
     throw Failure(kFileError, name + ": " + std::strerror(error));
@@ -139,7 +141,17 @@ void Destination::openTemporary() {
 void Destination::fail(int error) const { failWith(m_name, error); }
 
 void Destination::write(std::string_view bytes) {
-    constexpr std::size_t kWriteBytes = 1 << 30;
+    if (m_held.size() + bytes.size() > kHeldBytes) {
+        writeNow(m_held);
+        m_held.clear();
+    }
+    if (bytes.size() > kHeldBytes)
+        writeNow(bytes);
+    else
+        m_held += bytes;
+}
+
+void Destination::writeNow(std::string_view bytes) {
     _zqIoParams ioParams;
     LogNull log;
     while (!bytes.empty()) {
@@ -151,6 +163,7 @@ void Destination::write(std::string_view bytes) {
 }
 
 void Destination::commit() {
+    writeNow(m_held);
     if (close(std::exchange(m_descriptor, -1)) != 0) fail(errno);
     if (m_temporary.empty()) return;
     if (std::rename(m_temporary.c_str(), m_path.c_str()) != 0) fail(errno);

@@ -52,12 +52,14 @@ public:
 
 private:
     [[noreturn]] void fail(int error) const;
+    void writeNow(std::string_view bytes);
     void openTemporary();
     void discard();
 
     std::string m_name;
     std::string m_path;       // of the complete file; empty when written directly
     std::string m_temporary;  // while there is one
+    std::string m_held;       // small pieces, until they are worth a write
     int m_descriptor = 1;
     contentcoding::FileOutput m_output{m_descriptor};
 };

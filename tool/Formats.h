@@ -28,5 +28,7 @@ struct Format {
 };
 
 extern const Format kBase64Format;
+extern const Format kQuotedPrintableFormat;
+extern const Format kDkimFormat;
 
 #endif

@@ -9,13 +9,14 @@
 
 namespace {
 
-const Format* const kFormats[] = {&kBase64Format};
+const Format* const kFormats[] = {&kBase64Format, &kQuotedPrintableFormat, &kDkimFormat};
 
 constexpr const char* kExamples =
     "Examples:\n"
     "  contentcode encode base64 photo.jpg -o photo.b64\n"
     "  contentcode encode base64 --break none < token.bin\n"
     "  tar c docs | contentcode encode base64 --url | contentcode decode base64 --url | tar t\n"
+    "  contentcode encode qp letter.txt | mail-it\n"
     "  contentcode check base64 photo.b64 && echo fine\n"
     "\n"
     "Exit status: 0 success, 1 the data is at fault, 2 the command line, 3 a file.";

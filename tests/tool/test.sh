@@ -35,6 +35,23 @@ done
 head -c 100000 /dev/urandom >in
 "$tool" encode base64 --url in | "$tool" decode base64 --url | cmp - in || fail "URL-safe and back"
 
+cat >mail <<'END'
+From the start: Größe, naïve, "€ 5 = 5" and a tab at the end	
+.hidden dot, trailing blanks   
+
+END
+{ cat mail; head -c 3000 /dev/zero | tr '\0' x; printf ' \nFrom here\n'; } | sed 's/$/\r/' >letter
+"$tool" encode qp letter -o out && grep -q '^=46rom the start: Gr=C3=B6=C3=9Fe' out || fail "qp"
+[ "$(tr -d '\r' <out | wc -L)" = 76 ] || fail "qp lines"
+"$tool" decode qp out | cmp - letter || fail "qp and back"
+"$tool" encode qp --wrap 20 letter | "$tool" decode qp | cmp - letter || fail "short qp lines"
+printf '=0020AC;' | "$tool" decode qp --unicode-escapes | grep -qF '&#8364;' || fail "unicode escapes"
+printf 'v=1; a' | "$tool" encode dkim-qp | grep -qF 'v=3D1=3B=20a' || fail "dkim-qp"
+printf 'v =3D\n 1' | "$tool" decode dkim-qp | grep -qF 'v=1' || fail "dkim-qp decoded"
+: | "$tool" decode qp >out && [ ! -s out ] || fail "empty qp"
+printf '\0' >nul
+status 1 "a NUL first" "$tool" decode qp nul -o none && says "nul: starts with a NUL"
+
 cp in kept && "$tool" encode base64 kept -o kept && base64 -d -i kept | cmp - in || fail "in place"
 ln -s target link && "$tool" encode base64 in -o link
 [ -L link ] && fail "a dangling link is replaced"
@@ -56,7 +73,7 @@ status 0 "version" "$tool" --version
 status 0 "formats" "$tool" formats
 grep -q '^base64' out || fail "formats lists base64"
 for wrong in "" "encode" "encode nothing" "encode base64 --wrap 9" "encode base64 --break cr" \
-    "encode base64 --url --wrap 80" "encode base64 a b" "formats x"; do
+    "encode base64 --url --wrap 80" "encode base64 a b" "formats x" "encode qp --wrap 9"; do
     # shellcheck disable=SC2086
     status 2 "usage: $wrong" "$tool" $wrong
     [ -s err ] || fail "a message for: $wrong"

@@ -1,0 +1,43 @@
+#ifndef TOOL_CONVERT_H
+#define TOOL_CONVERT_H
+
+#include <string_view>
+
+#include "codec/ContentCoding.h"
+#include "tool/Failure.h"
+#include "tool/Files.h"
+#include "tool/Formats.h"
+
+// The longest input that an operation takes in one piece.
+constexpr unsigned int kLongestInput = 0xFFFFFFFF;
+
+inline std::string_view viewOf(const StringBuffer& text) { return text.view(); }
+
+inline std::string_view viewOf(const DataBuffer& bytes) {
+    return {reinterpret_cast<const char*>(bytes.getData2()), bytes.getSize()};
+}
+
+// What the log says about the input, or else `otherwise`.
+inline Failure dataError(const Source& in, const LogText& log, const char* otherwise) {
+    std::string_view text = log.text().view();
+    if (text.empty()) text = otherwise;
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    return {kDataError, in.name() + ": " + std::string(text)};
+}
+
+// Reads the whole input, has it converted into a Result by `convert(text, result, log)`, and only
+// then begins to write.
+template <class Result, class Convert>
+void convertWhole(const FileArguments& files, unsigned int limit, const char* otherwise,
+                  Convert convert) {
+    Source in(files.input, !files.noProgress);
+    const StringBuffer text = in.readAll(limit);
+    Result result;
+    LogText log;
+    if (!convert(text, result, log)) throw dataError(in, log, otherwise);
+    Destination out(files.output);
+    out.write(viewOf(result));
+    out.commit();
+}
+
+#endif
