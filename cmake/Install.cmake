@@ -23,6 +23,12 @@ install(FILES
 
 # Relative to the file itself, so that an installed tree can be moved.
 file(RELATIVE_PATH prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+# A static library passes on what it needs; a shared one has found it already.
+if(BUILD_SHARED_LIBS)
+    set(pkgconfig_requires "Requires.private: icu-uc")
+else()
+    set(pkgconfig_requires "Requires: icu-uc")
+endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/contentcoding.pc.in
     ${PROJECT_BINARY_DIR}/contentcoding.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/contentcoding.pc

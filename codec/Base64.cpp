@@ -19,7 +19,6 @@ constexpr char _modBase64_table[65] =
 namespace {
 
 using namespace std::string_view_literals;
-using contentcoding::kBase64End;
 using contentcoding::kBase64Skipped;
 using contentcoding::StagingWriter;
 using contentcoding::ToOutput;
@@ -150,7 +149,7 @@ bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
 
 // ---- Decoding ----
 
-// What each of the 256 characters means: the digit's value, kBase64Skipped or kBase64End.
+// What each of the 256 characters means: the digit's value or kBase64Skipped.
 using CharValues = std::array<unsigned char, 256>;
 
 constexpr CharValues charValues(const unsigned char* table) {
@@ -160,18 +159,24 @@ constexpr CharValues charValues(const unsigned char* table) {
         if (table[i] < 64) values[kFirstChar + i] = table[i];
     }
     values['.'] = kBase64Skipped;
-    values['\0'] = values[kPad] = kBase64End;
+    values[kPad] = kBase64Skipped;
     return values;
 }
 
 constexpr CharValues kStandardValues = charValues(_base64DecodeTable.data());
 
-// Decodes up to the end mark; returns the number of bytes. `bytes` has room for those of `len`
-// digits and two more: one for the bits of a cut group that complete no byte, and a 0.
-unsigned int decodeDigits(const char* text, unsigned int len, const CharValues& values,
-                          unsigned char* bytes) {
+// The text up to its first NUL or pad. What follows that is not read: it need not exist.
+std::string_view digitsOf(const char* text, unsigned int len) {
+    const std::string_view all(text, strnlen(text, len));
+    return all.substr(0, all.find(kPad));
+}
+
+// Decodes text without an end mark; returns the number of bytes. `bytes` has room for those of
+// `len` digits and two more: one for the bits of a cut group that complete no byte, and a 0.
+unsigned int decodeDigits(std::string_view digits, const CharValues& values, unsigned char* bytes) {
     const auto& kernels = contentcoding::kernels();
-    const char* const end = text + len;
+    const char* text = digits.data();
+    const char* const end = text + digits.size();
     const unsigned char* const start = bytes;
     std::uint32_t bits = 0;  // the lowest `held` ones are still to be written
     unsigned int held = 0;
@@ -184,9 +189,7 @@ unsigned int decodeDigits(const char* text, unsigned int len, const CharValues& 
             bytes += quanta * kGroupBytes;
             if (text == end) break;
         }
-        const unsigned char value = values[static_cast<unsigned char>(*text)];
-        if (value == kBase64End) break;
-        ++text;
+        const unsigned char value = values[static_cast<unsigned char>(*text++)];
         if (value == kBase64Skipped) continue;
         bits = bits << 6 | value;
         held += 6;
@@ -212,8 +215,8 @@ unsigned char* decode(const char* text, unsigned int len, const unsigned char* t
     auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(3 * len / 4 + spare));
     if (!bytes) return nullptr;
     *outLen = table == _base64DecodeTable.data()
-                  ? decodeDigits(text, len, kStandardValues, bytes)
-                  : decodeDigits(text, len, charValues(table), bytes);
+                  ? decodeDigits(digitsOf(text, len), kStandardValues, bytes)
+                  : decodeDigits(digitsOf(text, len), charValues(table), bytes);
     return bytes;
 }
 

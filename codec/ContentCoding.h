@@ -18,7 +18,8 @@
 //                not where a NUL stands
 //   null, empty  null data or text, whatever its length, counts as empty; empty input is a
 //                success that appends nothing
-//   destination  appended to, never cleared; what was appended before a failure stays
+//   destination  appended to, never cleared; what was appended before a failure stays. The
+//                input must not lie in it.
 //   returns      true for success, false when the destination refused bytes or memory was short
 //   arrays       an array returned belongs to the caller, who releases it with array delete
 //   log          nothing is logged
@@ -150,8 +151,8 @@ public:
 
     // The same as a new NUL-terminated array.
     //   outLen   receives the length of the text, without the NUL; 0 where null is returned
-    //   returns  null for empty input, for a null outLen, and when memory is short; of the
-    //            appends, no result is looked at
+    //   returns  null for empty input, for a null outLen, and when room for `len` bytes cannot be
+    //            reserved; of the appends, no result is looked at
     char* encodeQuotedPrintable(const void* data, unsigned int len, unsigned int* outLen) const;
 
     // The same, written to a sink; memory use does not grow with the input.
@@ -168,9 +169,12 @@ public:
     //   - "=" without two hexadecimal digits: kept as it is; at the end of the text: dropped
     //   - digits "a" to "f"
     //   - characters with the high bit set: taken for what their low seven bits are, except as
-    //     NUL and as the LF that ends a line; they are written unchanged
-    //   - "=FFFFFF" and two digits: the byte of these two; a digit that is none counts as 0. So
-    //     byte 0xFF followed by the text "FFFF" is the one input that does not come back.
+    //     NUL, as the LF that ends a line, and as the four digits of a character reference; they
+    //     are written unchanged
+    //   - "=FFFFFF", the last four in upper case, and two digits: the byte of these two, which
+    //     may stand past the end of the line and are then decoded again; one that is no digit
+    //     counts as 0. So byte 0xFF followed by the text "FFFF" is the one input that does not
+    //     come back.
     //   - with m_qpDecodeUnicodeEscapes, "=00", four hexadecimal digits and ";": "&#", the
     //     number in decimal, ";". When the four are not all digits, "=00" is the byte 0.
     //   returns  false for null or empty text and for one that starts with a NUL; otherwise the
@@ -192,6 +196,96 @@ public:
     //   - NUL and other characters that should be escaped: kept
     //   returns  false after the first append that failed
     static bool decodeDkimQuotedPrintable(const char* text, unsigned int len, DataBuffer& out);
+
+    // ---- MIME header words --------------------------------------------------------------
+    // Source: RFC 2047; parameter values: RFC 2231, section 4. Code pages are numbered as Windows
+    // numbers them, 0 meaning none. Charset names are NUL-terminated.
+
+    // The text of a B word and of a Q word, without the frame around it, as a new
+    // NUL-terminated array. Q words keep printable ASCII but "=", "?" and "_", and write "_"
+    // for a space; Q_EncodeCommaToo escapes "," and ":" too.
+    //   outLen   receives the length of the text, without the NUL; 0 where null is returned
+    //   returns  null for empty input and for a null outLen; B_Encode also when memory is short
+    //            and from 858,993,460 bytes on. The Q forms do not look at their appends.
+    char* B_Encode(const void* data, unsigned int n, unsigned int* outLen) const;
+    char* Q_Encode(const void* data, unsigned int n, unsigned int* outLen) const;
+    char* Q_EncodeCommaToo(const void* data, unsigned int n, unsigned int* outLen) const;
+
+    // Append one encoded word, however long, for bytes that are in the named charset: "=?",
+    // the name as given, "?B?" or "?Q?", the text, "?=". qEncodeData2 escapes "," and ":" when
+    // m_qEncodeCommaToo is set.
+    //   charset  null: bEncodeData2 appends nothing; qEncodeData2 takes "utf-8" for null and empty
+    //   returns  true; the appends are not looked at, and a text for which memory is short is
+    //            left out of its frame
+    bool bEncodeData2(const void* data, unsigned int n, const char* charset, StringBuffer& out)
+        const;
+    bool qEncodeData2(const void* data, unsigned int n, const char* charset, StringBuffer& out)
+        const;
+
+    // Appends the data unchanged when its first 100 bytes, up to a NUL, hold the middle of an
+    // encoded word ("?Q?", "?B?", "?q?", "?b?"); otherwise one word, B-encoded for the East Asian,
+    // Thai, Turkish and Arabic charsets by their usual names, else Q-encoded.
+    //   charset  as for qEncodeData2
+    //   returns  false when the data could not be appended unchanged, else true
+    bool qbEncodeData(const void* data, unsigned int n, const char* charset, StringBuffer& out)
+        const;
+
+    // Append a header value, which is in `codePage`, as encoded words that name `charset`.
+    //   unchanged   a value of spaces and tabs only; for bEncodeForMimeField also one that needs
+    //               no encoding: without CR, LF and bytes from 0x80 up and of at most 900 bytes;
+    //               with a code page of 50220 to 50225 without bytes from 0x80 up, ESC, "["
+    //               and "$", of any length
+    //   folding     with `foldLongValues`, a value of more than 60 bytes is cut into pieces of 72
+    //               characters (B) or 50 UTF-16 units (Q; a surrogate pair is never cut), a word
+    //               each, with CRLF and a space between the words. Otherwise it is one word.
+    //   codePage    0, like a null charset, stands for 65001 and "utf-8" together
+    //   returns     false when an unchanged value could not be appended, else true: a value
+    //               that cannot be converted at all adds nothing, a piece no word but its break
+    //   log         what the conversions of bEncodeForMimeField report
+    bool bEncodeForMimeField(const void* data, unsigned int n, bool foldLongValues, int codePage,
+                             const char* charset, StringBuffer& out, LogBase& log) const;
+    bool qEncodeForMimeField(const void* data, unsigned int n, bool foldLongValues, int codePage,
+                             const char* charset, StringBuffer& out) const;
+
+    // Decodes the text of a Q word into a new NUL-terminated array. Forgiven are: a space, read
+    // as "_"; "=" without two hexadecimal digits of either case, kept; bytes from 0xA0 up, kept;
+    // control characters, "?" and bytes 0x7F to 0x9F, dropped.
+    //   n        0 means up to the NUL
+    //   outLen   receives the length, without the NUL, where an array is returned; may be null
+    //   returns  null for null or empty text and when memory is short
+    static unsigned char* Q_Decode(const char* text, unsigned int n, unsigned int* outLen);
+
+    // Decode a header value, which must be unfolded: QB_Decode appends the bytes of its words and
+    // of the text around them to `out`, whatever the charsets; QB_DecodeToUtf8 converts every
+    // word to UTF-8 and replaces the value.
+    //   value    up to its first NUL
+    //   words    "=?" charset "?" letter "?" text "?=", where "B" and "b" mean Base64 and every
+    //            other letter means Q
+    //   around   blanks (spaces and tabs) before, between or after words with no other text
+    //            among them are dropped. Other text is kept as it is; QB_Decode drops its
+    //            leading blanks.
+    //   broken   a "=?" that starts no complete word ends the value: the rest is dropped
+    //   charsets "8bit" means utf-8. Words that name utf-8 or an unknown charset are not
+    //            converted but lose their NUL bytes.
+    //   returns  true
+    //   log      for a word that does not fit its charset what the conversion reports, "Errors
+    //            in decoding from the specified charset." and the value "charset"; with
+    //            m_verboseLogging the values "QB_DecodeToUtf8_input", for an unknown charset
+    //            "invalidBCharset" or "invalidQCharset", and "QB_DecodeToUtf8_output"
+    static bool QB_Decode(StringBuffer & value, DataBuffer & out);
+    static bool QB_DecodeToUtf8(StringBuffer & value, LogBase & log);
+
+    // Appends the UTF-8 text of an extended parameter value to `decodedValue`: charset, "''",
+    // percent-encoded text. A value without "''", one with a language among them, is
+    // percent-decoded whole and taken for text in `defaultCharset`.
+    //   value           read only
+    //   defaultCharset  null means "utf-8"; text in a charset that is not known stays as it is
+    //   charset         receives the value's own charset, in lower case: what stands before its
+    //                   first "'" if it has a "''"; empty when it has none
+    //   returns         the result of the append; text behind a NUL before "''" is dropped
+    //   log             a context "decodeStarEncoded" with what the conversion reports
+    static bool decodeStarEncoded(StringBuffer & value, const char* defaultCharset,
+                                  StringBuffer& decodedValue, StringBuffer& charset, LogBase& log);
 };
 
 #endif

@@ -11,7 +11,6 @@
 
 namespace {
 
-using namespace std::string_view_literals;
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::kNoHexDigit;

@@ -34,24 +34,36 @@ void LogNull::leaveContext() {}
 
 LogText::~LogText() = default;
 
-void LogText::LogError(const char* text) { addLine(textOf(text), "", ""); }
+void LogText::LogError(const char* text) { addEntry(textOf(text), "", ""); }
 
 void LogText::LogDataSb(const char* name, const StringBuffer& value) {
-    addLine(textOf(name), ": ", value.view());
+    addEntry(textOf(name), ": ", value.view());
 }
 
 void LogText::enterContext(const char* name) {
-    addLine(textOf(name), ":", "");
+    addLine(textOf(name), ":", "", m_unused);
     ++m_depth;
 }
 
 void LogText::leaveContext() {
-    if (m_depth > 0) --m_depth;
+    if (m_depth == 0) return;
+    --m_depth;
+    // The context's own line is the last one, if nothing was entered since.
+    const std::string_view unused = m_unused.view();
+    if (unused.empty()) return;
+    const auto lineStart = unused.substr(0, unused.size() - 1).rfind('\n') + 1;
+    m_unused.shorten(static_cast<unsigned int>(unused.size() - lineStart));
 }
 
-void LogText::addLine(std::string_view name, std::string_view separator, std::string_view value) {
+void LogText::addEntry(std::string_view name, std::string_view separator, std::string_view value) {
+    if (m_text.append(m_unused)) m_unused.weakClear();
+    addLine(name, separator, value, m_text);
+}
+
+void LogText::addLine(std::string_view name, std::string_view separator, std::string_view value,
+                      StringBuffer& to) const {
     StringBuffer line;
     if (line.appendCharN(' ', m_depth * kIndent) && appendPrintable(name, line) &&
         appendView(separator, line) && appendPrintable(value, line) && line.appendChar('\n'))
-        m_text.append(line);
+        to.append(line);
 }

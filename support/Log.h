@@ -50,8 +50,9 @@ public:
 //       charset: koi8-r
 //       Errors in decoding from the specified charset.
 //
-// Control characters and DEL are written as "\x0A", so that a hostile value cannot pose as
-// another entry. An entry for which memory is short is dropped whole.
+// A context without entries is not shown. Control characters and DEL are written as "\x0A", so that
+// a hostile value cannot pose as another entry. An entry for which memory is short is dropped
+// whole.
 class [[gnu::visibility("default")]] LogText final : public LogBase {
 public:
     LogText() = default;
@@ -69,9 +70,12 @@ public:
     void clear() { m_text.weakClear(); }
 
 private:
-    void addLine(std::string_view name, std::string_view separator, std::string_view value);
+    void addEntry(std::string_view name, std::string_view separator, std::string_view value);
+    void addLine(std::string_view name, std::string_view separator, std::string_view value,
+                 StringBuffer & to) const;
 
     StringBuffer m_text;
+    StringBuffer m_unused;  // the lines of open contexts that have no entry yet
     unsigned int m_depth = 0;
 };
 

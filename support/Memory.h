@@ -47,7 +47,7 @@ private:
 // one byte after the last, so that a text can be terminated without a further allocation.
 class [[gnu::visibility("default")]] ByteStorage {
 public:
-    // One below the address space where that is only 32 bits wide, because of the spare byte.
+    // Half the address space, without the spare byte, where that is only 32 bits wide.
     static constexpr unsigned int kMaxSize = sizeof(std::size_t) > 4 ? 0xFFFFFFFFu : 0x7FFFFFFEu;
 
     ByteStorage() = default;

@@ -19,12 +19,10 @@ FileOutput::~FileOutput() = default;
 // How many bytes were taken; errno says why when there were fewer than `n`.
 std::size_t FileOutput::writeSome(const char* data, unsigned int n) const {
     errno = 0;
-    if (m_stream) {
-        const std::size_t taken = std::fwrite(data, 1, n, m_stream);
-        if (taken < n && errno == EINTR) std::clearerr(m_stream);
-        return taken;
-    }
-    const ssize_t taken = ::write(m_descriptor, data, n);
+    // The stream's own buffer would drop bytes that it has taken already when writing them fails.
+    if (m_stream && std::fflush(m_stream) != 0) return 0;
+    const int descriptor = m_stream ? ::fileno(m_stream) : m_descriptor;
+    const ssize_t taken = ::write(descriptor, data, n);
     return taken < 0 ? 0 : static_cast<std::size_t>(taken);
 }
 
@@ -33,7 +31,6 @@ bool FileOutput::writeBytes(const char* data, unsigned int n, _zqIoParams&, LogB
         const auto taken = static_cast<unsigned int>(writeSome(data, n));
         data += taken;
         n -= taken;
-        // A stream says "short" without a cause when its error flag was set before.
         if (taken == 0 && errno != EINTR) {
             m_error = errno != 0 ? errno : EIO;
             log.LogError("Failed to write to the output file.");

@@ -42,14 +42,15 @@ private:
     StringBuffer* m_out;
 };
 
-// Writes to an open file descriptor or stream of the caller's, which stays open. Short writes
-// and interrupted ones are continued. The first error is logged, kept, and final: nothing is
+// Writes to an open file descriptor, or to that of a stream, of the caller's, which stays open.
+// What the stream holds is flushed first; nothing is left in it. Short writes and interrupted
+// ones are continued. The first error is logged, kept, and final: nothing is
 // written after it.
 class [[gnu::visibility("default")]] FileOutput final : public _zqOutput {
 public:
     explicit FileOutput(int descriptor) : m_descriptor(descriptor) {}
 
-    // What the stream itself still buffers at the end is for the caller to flush.
+    // A stream over a file; one over memory has no descriptor, which is an error.
     explicit FileOutput(std::FILE * stream) : m_stream(stream) {}
 
     ~FileOutput() override;

@@ -6,6 +6,7 @@
 #include "support/Memory.h"
 
 class DataBuffer;
+class LogBase;
 
 // A growable, counted text of 8-bit characters, always terminated by a NUL that is not counted;
 // it may hold NUL bytes inside. Encoders append to it.
@@ -18,7 +19,8 @@ class [[gnu::visibility("default")]] StringBuffer {
 public:
     StringBuffer() = default;
 
-    // A copy of the text; empty when it cannot be held. The same goes for copies of buffers.
+    // A copy of the text (of a pointer that is not null); empty when it cannot be held. The same
+    // goes for copies of buffers.
     explicit StringBuffer(std::string_view text);
     StringBuffer(const StringBuffer& other);
     StringBuffer& operator=(const StringBuffer& other);
@@ -97,6 +99,12 @@ public:
     // first, and appends the bytes to `out`. With an odd count or any other character it
     // appends nothing and returns false.
     static bool hexStringToBinary2(const char* hex, unsigned int numChars, DataBuffer& out);
+
+    // Replaces the contents, text in the code page `fromCodePage`, by the same text in
+    // `toCodePage`. Faults in the text are replaced, logged and returned as false as in
+    // EncodingConvert::EncConvert (support/Charset.h). With an unknown code page, which is logged
+    // too, or without memory it returns false and leaves the contents as they were.
+    bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
 
 private:
     bool terminated() {

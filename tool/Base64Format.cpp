@@ -136,7 +136,11 @@ Job addEncode(CLI::App& command, const FileArguments& files) {
     command.add_flag("--url", options->url, "The URL-safe alphabet; there are no lines")
         ->excludes(wrap)
         ->excludes(lineBreak);
-    return [options, &files] { encodeBase64(*options, files); };
+    return [options, wrap, &files] {
+        if (wrap->count() > 0 && !options->lines())
+            throw Failure(kUsageError, "--wrap excludes --break none");
+        encodeBase64(*options, files);
+    };
 }
 
 Job addDecode(CLI::App& command, const FileArguments& files) {

@@ -17,12 +17,12 @@ inline std::string_view viewOf(const DataBuffer& bytes) {
     return {reinterpret_cast<const char*>(bytes.getData2()), bytes.getSize()};
 }
 
-// What the log says about the input, or else `otherwise`.
-inline Failure dataError(const Source& in, const LogText& log, const char* otherwise) {
+// What the log says about the input of that name, or else `otherwise`.
+inline Failure dataError(const std::string& input, const LogText& log, const char* otherwise) {
     std::string_view text = log.text().view();
     if (text.empty()) text = otherwise;
     if (text.ends_with('\n')) text.remove_suffix(1);
-    return {kDataError, in.name() + ": " + std::string(text)};
+    return {kDataError, input + ": " + std::string(text)};
 }
 
 // Reads the whole input, has it converted into a Result by `convert(text, result, log)`, and only
@@ -34,7 +34,7 @@ void convertWhole(const FileArguments& files, unsigned int limit, const char* ot
     const StringBuffer text = in.readAll(limit);
     Result result;
     LogText log;
-    if (!convert(text, result, log)) throw dataError(in, log, otherwise);
+    if (!convert(text, result, log)) throw dataError(in.name(), log, otherwise);
     Destination out(files.output);
     out.write(viewOf(result));
     out.commit();

@@ -12,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "tool/Failure.h"
-
 namespace {
 
 constexpr std::size_t kReadBytes = 1 << 20;
@@ -27,16 +25,23 @@ constexpr std::size_t kWriteBytes = 1 << 30;
 bool isStandard(const std::string& path) { return path == "-"; }
 
 int openForReading(const std::string& path) {
-    if (isStandard(path)) return STDIN_FILENO;
+    if (isStandard(path)) {
+        // Where it is closed, the next file opened would take its place.
+        if (fcntl(STDIN_FILENO, F_GETFD) < 0) failWith("standard input", errno);
+        return STDIN_FILENO;
+    }
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) failWith(path, errno);
     return descriptor;
 }
 
+// What is left to read of a regular file; 0 of anything else.
 std::uint64_t sizeOf(int descriptor) {
     struct stat status {};
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return 0;
-    return static_cast<std::uint64_t>(status.st_size);
+    const off_t position = lseek(descriptor, 0, SEEK_CUR);
+    if (position < 0 || position > status.st_size) return 0;
+    return static_cast<std::uint64_t>(status.st_size - position);
 }
 
 // The temporary file's path for the signal handler, which may call little more than unlink.
@@ -51,7 +56,7 @@ extern "C" void removeAndDie(int signal) {
 void removeWhenInterrupted(const std::string& path) {
     if (path.size() >= sizeof interruptedPath) return;
     path.copy(interruptedPath, path.size());
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM}) {
         // What the parent chose to ignore (nohup) stays ignored.
         if (std::signal(signal, removeAndDie) == SIG_IGN) std::signal(signal, SIG_IGN);
     }
@@ -64,6 +69,11 @@ mode_t usualMode() {
 }
 
 }  // namespace
+
+Failure tooLong(const std::string& name, unsigned int limit) {
+    return {kDataError,
+            name + ": too long, this takes at most " + std::to_string(limit) + " bytes"};
+}
 
 Source::Source(const std::string& path, bool showProgress)
     : m_name(isStandard(path) ? "standard input" : path),
@@ -89,16 +99,13 @@ std::size_t Source::read(char* bytes, std::size_t n) {
 }
 
 StringBuffer Source::readAll(unsigned int limit) {
-    const auto refuse = [&] {
-        throw Failure(kDataError, m_name + ": too long, this takes at most " +
-                                      std::to_string(limit) + " bytes");
-    };
-    if (m_size > limit) refuse();
+    if (m_size > limit) throw tooLong(m_name, limit);
     StringBuffer all;
     bool fits = all.expectNumBytes(static_cast<unsigned int>(m_size));
     std::vector<char> block(kReadBytes);
-    for (std::size_t n; fits && (n = read(block.data(), block.size())) > 0;) {
-        if (n > limit - all.getSize()) refuse();
+    for (std::size_t n = block.size(); fits && n == block.size();) {
+        n = read(block.data(), block.size());
+        if (n > limit - all.getSize()) throw tooLong(m_name, limit);
         fits = all.appendN(block.data(), static_cast<unsigned int>(n));
     }
     if (!fits) throw Failure(kDataError, m_name + ": not enough memory");
@@ -115,6 +122,7 @@ Destination::Destination(const std::string& path)
         m_descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
         if (m_descriptor < 0) fail(errno);
     } else {
+        if (exists && access(path.c_str(), W_OK) != 0) fail(errno);
         // The file itself is replaced, not a link to it.
         char* const resolved = exists ? realpath(path.c_str(), nullptr) : nullptr;
         m_path = resolved ? resolved : path;

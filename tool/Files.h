@@ -6,7 +6,11 @@
 #include <string_view>
 
 #include "support/Output.h"
+#include "tool/Failure.h"
 #include "tool/Progress.h"
+
+// The input of that name has more bytes than what is asked for takes.
+Failure tooLong(const std::string& name, unsigned int limit);
 
 // Both ends of a conversion. "-" names standard input or standard output. Whatever goes wrong
 // is thrown as a Failure that names the file.

@@ -19,6 +19,10 @@ using Job = std::function<void()>;
 // subcommand does. Null where the format does not know the direction.
 using AddCommand = Job (*)(CLI::App& command, const FileArguments& files);
 
+// Adds a subcommand that reads a file and, unless it only checks, writes one.
+void addConversion(CLI::App& group, const char* name, const char* summary, AddCommand add,
+                   FileArguments& files, Job& job, bool writes = true);
+
 struct Format {
     const char* name;
     const char* summary;

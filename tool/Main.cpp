@@ -6,6 +6,7 @@
 #include "tool/Failure.h"
 #include "tool/Files.h"
 #include "tool/Formats.h"
+#include "tool/HeaderCommands.h"
 
 namespace {
 
@@ -17,6 +18,8 @@ constexpr const char* kExamples =
     "  contentcode encode base64 --break none < token.bin\n"
     "  tar c docs | contentcode encode base64 --url | contentcode decode base64 --url | tar t\n"
     "  contentcode encode qp letter.txt | mail-it\n"
+    "  printf %s \"$subject\" | contentcode header encode --fold\n"
+    "  contentcode header decode --each-line subjects.txt\n"
     "  contentcode check base64 photo.b64 && echo fine\n"
     "\n"
     "Exit status: 0 success, 1 the data is at fault, 2 the command line, 3 a file.";
@@ -27,17 +30,9 @@ void addDirection(CLI::App& app, const char* name, const char* summary,
     CLI::App* const command = app.add_subcommand(name, summary);
     command->require_subcommand(1);
     for (const Format* const format : kFormats) {
-        if (!(format->*direction)) continue;
-        CLI::App* const sub = command->add_subcommand(format->name, format->summary);
-        const Job work = (format->*direction)(*sub, files);
-        sub->add_option("FILE", files.input, "What to read; standard input by default")
-            ->type_name("");
-        if (direction != &Format::check)
-            sub->add_option("-o,--output", files.output,
-                            "What to write; standard output by default")
-                ->type_name("FILE");
-        sub->add_flag("--no-progress", files.noProgress, "No progress line on a terminal");
-        sub->callback([&job, work] { job = work; });
+        if (format->*direction)
+            addConversion(*command, format->name, format->summary, format->*direction, files, job,
+                          direction != &Format::check);
     }
 }
 
@@ -67,6 +62,7 @@ int run(int argc, char** argv) {
     addDirection(app, "encode", "Bytes to text", &Format::encode, files, job);
     addDirection(app, "decode", "Text to bytes", &Format::decode, files, job);
     addDirection(app, "check", "Tell whether a text is in a format", &Format::check, files, job);
+    addHeaderCommands(app, files, job);
     app.add_subcommand("formats", "List the formats")->callback([&job] { job = listFormats; });
     try {
         app.parse(argc, argv);
@@ -76,14 +72,34 @@ int run(int argc, char** argv) {
         if (asked) writeText(text.str());
         return asked ? kSuccess : kUsageError;
     }
-    job();
+    try {
+        job();
+    } catch (const std::bad_alloc&) {
+        throw Failure(kDataError, files.input + ": not enough memory");
+    }
     return kSuccess;
 }
 
 }  // namespace
 
+void addConversion(CLI::App& group, const char* name, const char* summary, AddCommand add,
+                   FileArguments& files, Job& job, bool writes) {
+    CLI::App* const command = group.add_subcommand(name, summary);
+    const Job work = add(*command, files);
+    command->add_option("FILE", files.input, "What to read; standard input by default")
+        ->type_name("");
+    if (writes)
+        command
+            ->add_option("-o,--output", files.output, "What to write; standard output by default")
+            ->type_name("FILE");
+    command->add_flag("--no-progress", files.noProgress, "No progress line on a terminal");
+    command->callback([&job, work] { job = work; });
+}
+
 int main(int argc, char** argv) {
-    std::signal(SIGPIPE, SIG_IGN);  // a reader that went away is an error like any other
+    // A reader that went away and a file at its limit are errors like any other.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         return run(argc, argv);
     } catch (const Failure& failure) {

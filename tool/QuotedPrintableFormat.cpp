@@ -26,7 +26,7 @@ void encodeQp(unsigned int wrap, const FileArguments& files) {
     _zqIoParams ioParams;
     LogText log;
     if (!codec.encodeQpToOutput(bytes.getString(), bytes.getSize(), sink, ioParams, log))
-        throw dataError(in, log, kNoMemory);
+        throw dataError(in.name(), log, kNoMemory);
     out.commit();
 }
 

@@ -9,9 +9,8 @@
 
 namespace contentcoding {
 
-// A Base64 character's value is its digit's, 0 to 63, or one of these.
+// A Base64 character's value is its digit's, 0 to 63, or this.
 constexpr unsigned char kBase64Skipped = 0x7F;
-constexpr unsigned char kBase64End = 0xFF;
 
 struct Kernels {
     const char* name;

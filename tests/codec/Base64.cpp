@@ -223,6 +223,18 @@ TEST(Base64, JunkAnywhereIsSkipped) {
     }
 }
 
+TEST(Base64, NothingBehindAnEndMarkIsRead) {
+    for (const auto& [marked, size] :
+         {std::pair{"QQ="sv, 1u}, {"\0"sv, 0u}, {"QUJD\0"sv, 3u}, {"QUJDQ="sv, 3u}}) {
+        const ExactCopy text(marked);  // far shorter than the length that is told
+        unsigned int n = 0;
+        const std::unique_ptr<unsigned char[]> bytes(
+            ContentCoding::decodeBase64(text.get(), 1000, &n));
+        EXPECT_EQ(n, size);
+        EXPECT_TRUE(ContentCoding().validateBase64(text.get(), 1000));
+    }
+}
+
 TEST(Base64, LeftoverBitsFollowTheResult) {
     const std::map<std::string, unsigned char> leftovers = {
         {"/", 0xFC}, {"//", 0xF0}, {"///", 0xC0}, {"////", 0}};

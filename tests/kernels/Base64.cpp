@@ -13,7 +13,6 @@ std::array<unsigned char, 256> digitValues() {
     values.fill(contentcoding::kBase64Skipped);
     for (unsigned char v = 0; v < 64; ++v)
         values[static_cast<unsigned char>(_base64_table[v])] = v;
-    values['='] = contentcoding::kBase64End;
     return values;
 }
 

@@ -9,6 +9,7 @@ TEST(Log, TextIsIndentedByContext) {
         const LogContextExitor outer(log, "outer");
         log.LogDataSb("charset", StringBuffer("koi8-r"));
         const LogContextExitor inner(log, "inner");
+        { const LogContextExitor empty(log, "empty"); }
         log.LogError(nullptr);
     }
     log.leaveContext();  // one too many
@@ -27,12 +28,12 @@ TEST(Log, AValueCannotPoseAsAnEntry) {
 TEST(Log, ContextsCloseWhenAnExceptionPasses) {
     LogText log;
     try {
-        const LogContextExitor context(log, "context");
+        const LogContextExitor context(log, "context"), empty(log, "empty");
         throw 1;
     } catch (int) {
         log.LogError("outside");
     }
-    EXPECT_EQ(log.text().view(), "context:\noutside\n");
+    EXPECT_EQ(log.text().view(), "outside\n");
     LogNull null;
     const LogContextExitor context(null, "context");
     EXPECT_FALSE(null.m_verboseLogging);

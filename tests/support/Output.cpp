@@ -38,17 +38,17 @@ TEST_F(Output, GoesToABufferOrACallable) {
 
 TEST_F(Output, GoesToAStream) {
     std::FILE* const stream = std::tmpfile();
+    std::fputs("zero ", stream);
     FileOutput out(stream);
     EXPECT_TRUE(write(out, "one ") && write(out, "two"));
     std::rewind(stream);
     char back[16];
-    EXPECT_EQ(std::string(back, std::fread(back, 1, sizeof back, stream)), "one two");
+    EXPECT_EQ(std::string(back, std::fread(back, 1, sizeof back, stream)), "zero one two");
     std::fclose(stream);
 }
 
 TEST_F(Output, KeepsTheFirstErrorAndStops) {
     std::FILE* const stream = std::fopen("/dev/full", "w");
-    std::setbuf(stream, nullptr);
     FileOutput toStream(stream), toDescriptor(fileno(stream));
     for (FileOutput* const out : {&toStream, &toDescriptor}) {
         m_log.clear();
@@ -81,10 +81,13 @@ TEST_F(Output, ContinuesAfterShortAndInterruptedWrites) {
             if (received.size() == sent.size()) break;
         }
     });
-    FileOutput out(ends[1]);
-    EXPECT_TRUE(write(out, sent));
+    std::FILE* const stream = fdopen(ends[1], "w");
+    FileOutput toDescriptor(ends[1]), toStream(stream);
+    for (std::size_t i = 0; i < sent.size(); i += 256)
+        ASSERT_TRUE(write(i < sent.size() / 2 ? toDescriptor : toStream,
+                          std::string_view(sent).substr(i, 256)));
     reader.join();
     close(ends[0]);
-    close(ends[1]);
+    std::fclose(stream);
     EXPECT_EQ(received, sent);
 }

@@ -52,6 +52,43 @@ printf 'v =3D\n 1' | "$tool" decode dkim-qp | grep -qF 'v=1' || fail "dkim-qp de
 printf '\0' >nul
 status 1 "a NUL first" "$tool" decode qp nul -o none && says "nul: starts with a NUL"
 
+# Header values in their charsets, to words and back to UTF-8.
+while IFS='|' read -r charset text; do
+    printf '%s\n' "$text" >utf8
+    iconv -f utf-8 -t "$charset" utf8 >value || fail "iconv $charset"
+    for scheme in b q auto; do
+        "$tool" header encode --fold --scheme $scheme --charset "$charset" value >out || fail "header encode $charset"
+        LC_ALL=C grep -q '[^ -~]' < <(tr -d '\r' <out) && fail "not ASCII: $charset $scheme"
+        "$tool" header decode out | cmp - utf8 || fail "header $charset $scheme"
+    done
+    "$tool" word encode --charset "$charset" value | "$tool" header decode --each-line | cmp - utf8 || fail "word $charset"
+done <<'END'
+utf-8|Größe der Bestellung № 42 — 数量と価格、доставка завтра, πληρωμή σήμερα 🙂🙂🙂🙂🙂🙂🙂🙂🙂🙂🙂
+iso-8859-1|Réservation confirmée: café à Besançon
+iso-8859-2|Zażółć gęślą jaźń, příliš žluťoučký kůň
+iso-8859-9|İstanbul'da görüşmek üzere, değişiklik yok
+windows-1251|Съешь же ещё этих мягких французских булок, да выпей чаю
+koi8-r|Съешь же ещё этих мягких французских булок
+windows-1256|نص عربي للاختبار
+iso-2022-jp|日本語の件名を折り返して書くための、とても長い見出しです。日本語の件名を折り返して書く
+shift_jis|日本語の件名です
+euc-kr|한국어 제목입니다
+gb2312|中文标题测试
+big5|中文標題測試
+END
+printf 'a\r\n =?utf-8?Q?b?=\r\n\t=?utf-8?Q?c=0Ad?=\n' >folded
+"$tool" header decode folded | cmp - <(printf 'a bc\nd\n') || fail "unfolding"
+"$tool" header decode --raw < <(printf '=?koi8-r?Q?=C1?=') | cmp - <(printf '\301') || fail "raw"
+printf '=?utf-8?Q?a=0Ab?=\r\nplain\n\n=?x?B?Yw=?=' | "$tool" header decode --each-line |
+    cmp - <(printf 'a b\r\nplain\n\nc') || fail "each line"
+printf "iso-8859-1''caf%%E9\nutf-8''%%e2%%82%%ac" | "$tool" param decode --each-line | cmp - <(printf 'café\n€') || fail "param"
+printf 'caf%%E9' | "$tool" param decode --charset iso-8859-1 | cmp - <(printf café) || fail "param charset"
+printf 'a, b' | "$tool" word encode --encode-commas | grep -qx '=?utf-8?Q?a=2C_b?=' || fail "commas"
+printf '=?us-ascii?Q?=E9?=' >faulty
+status 0 "a word with faults" "$tool" header decode faulty && says "faulty: " && says "Errors in decoding"
+status 2 "unknown charset" "$tool" header encode --charset nope folded && says "unknown charset: nope"
+"$tool" charsets | grep -q "^65001$(printf '\t')" || fail "charsets"
+
 cp in kept && "$tool" encode base64 kept -o kept && base64 -d -i kept | cmp - in || fail "in place"
 ln -s target link && "$tool" encode base64 in -o link
 [ -L link ] && fail "a dangling link is replaced"
@@ -73,7 +110,7 @@ status 0 "version" "$tool" --version
 status 0 "formats" "$tool" formats
 grep -q '^base64' out || fail "formats lists base64"
 for wrong in "" "encode" "encode nothing" "encode base64 --wrap 9" "encode base64 --break cr" \
-    "encode base64 --url --wrap 80" "encode base64 a b" "formats x" "encode qp --wrap 9"; do
+    "encode base64 --url --wrap 80" "encode base64 --break none --wrap 80" "encode base64 a b" "formats x" "encode qp --wrap 9" "header" "header encode --fold --each-line"; do
     # shellcheck disable=SC2086
     status 2 "usage: $wrong" "$tool" $wrong
     [ -s err ] || fail "a message for: $wrong"
@@ -90,6 +127,13 @@ says "standard output: No space left"
 yes | "$tool" encode base64 2>err | head -c 1 >/dev/null
 [ "${PIPESTATUS[1]}" = 3 ] || fail "a reader that went away: ${PIPESTATUS[*]}"
 says "Broken pipe"
+
+status 3 "closed standard input" bash -c '"$1" encode base64 -o none <&-' - "$tool" && says "standard input: Bad file"
+(ulimit -f 10 && "$tool" encode base64 in -o none 2>err)
+[ $? = 3 ] && says "none: File too large" || fail "a file at its limit"
+truncate -s 3000000000 sparse && printf 'QQ==' >>sparse
+{ dd iflag=skip_bytes skip=3000000000 count=0 status=none && "$tool" decode base64; } <sparse >out
+[ "$(cat out)" = A ] || fail "what is left of a file"
 
 mkfifo pipe
 exec 9<>pipe
