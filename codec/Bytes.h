@@ -3,10 +3,19 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
-// Private: classes of bytes, and the scanner for runs of one class.
+// Private: numbers in bytes, classes of bytes, and the scanner for runs of one class.
 
 namespace contentcoding {
+
+// The number in `n` bytes, 8 at most, the most significant one first.
+inline std::uint64_t loadBigEndian(const unsigned char* p, unsigned int n) {
+    std::uint64_t value = 0;
+    for (unsigned int i = 0; i < n; ++i)
+        value = value << 8 | p[i];
+    return value;
+}
 
 // Entry b says whether the byte b belongs to the class.
 using ByteClass = std::array<bool, 256>;

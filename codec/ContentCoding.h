@@ -286,6 +286,85 @@ public:
     //   log             a context "decodeStarEncoded" with what the conversion reports
     static bool decodeStarEncoded(StringBuffer & value, const char* defaultCharset,
                                   StringBuffer& decodedValue, StringBuffer& charset, LogBase& log);
+
+    // ---- Base32 -------------------------------------------------------------------------
+    // Source: RFC 4648, section 6.
+
+    // The number of characters that encodeBase32_noCrLf writes for `n` bytes, modulo 2^32.
+    static unsigned int computeBase32Size(unsigned int n);
+
+    // Appends the Base32 text of `len` bytes, padded with "=", without line breaks.
+    //   returns  false after the first append that failed
+    static bool encodeBase32_noCrLf(const unsigned char* data, unsigned int len, StringBuffer& out);
+
+    // Decodes NUL-terminated Base32 text and appends the bytes. Every text is accepted.
+    // Forgiven are:
+    //   - spaces, tabs, CR and LF anywhere: skipped
+    //   - lower case, and characters with the high bit set: taken for what their low bits are
+    //   - missing padding at the end: supplied
+    //   - "=" inside the text: ends its group of 8 characters only
+    //   - a group whose padding is no group's: its bytes are counted by the first of the places 7,
+    //     5, 4 and 2 that has no pad; a pad counts as zero bits
+    //   - characters outside the alphabet: count as "7"
+    //   returns  false after the first append that failed
+    static bool decodeBase32(const char* text, DataBuffer& out, LogBase& log);
+
+    // ---- Base58 -------------------------------------------------------------------------
+    // The number that the bytes are, big-endian, in base 58, with the alphabet of Bitcoin. Time
+    // grows with the square of the length, in both directions: a machine of today encodes 8 KB in
+    // 2 ms, 128 KB in 0.7 s and a megabyte in three quarters of a minute, and decodes in a fifth of
+    // that. Bound the length of what strangers send.
+
+    // Appends the Base58 text of `len` bytes: a "1" for each leading zero byte, then the digits.
+    //   returns  false, with nothing appended, when memory is short or the text would pass
+    //            2^32 - 1 bytes
+    static bool encodeBase58(const void* data, unsigned int len, StringBuffer& out, LogBase& log);
+
+    // Decodes NUL-terminated Base58 text and appends the bytes: a zero byte for each leading "1",
+    // then those of the number.
+    //   returns  false, with nothing appended, for a character outside the alphabet, white space
+    //            among them, and when memory for the bytes is short; the append is not looked at
+    //   log      for the first bad character "base58 decode error 1" when its high bit is set,
+    //            else "base58 decode error 2"
+    static bool decodeBase58(const char* text, DataBuffer& out, LogBase& log);
+
+    // ---- Ascii85 ------------------------------------------------------------------------
+    // Source: ISO 32000-1, 7.4.3. The text is written without a frame and without line breaks.
+
+    // Appends the Ascii85 text of `len` bytes: 5 characters for 4 bytes, "z" for 4 zero bytes, and
+    // one character more than there are bytes for the rest.
+    //   returns  false after the first append that failed
+    static bool encodeAscii85(const void* data, unsigned int len, StringBuffer& out, LogBase& log);
+
+    // Decodes Ascii85 text and appends the bytes.
+    //   text     digits "!" to "u", "z" as the first character of a group right after the one
+    //            before, white space (space, tab, CR, LF) anywhere; bare, or after "<~", white
+    //            space in front; it ends at "~>", whatever follows. A "z" anywhere else in a
+    //            group, or after white space, counts as a digit of value 89.
+    //   returns  false on a foreign character (nothing appended), on a group above 2^32 - 1
+    //            (what was appended of the groups before, in chunks of 256 bytes or more, stays)
+    //            and when an append fails
+    //   log      "Invalid ascii85 input: char not in ascii85 alphabet."; "Invalid ascii85 input:
+    //            integer overflow." when four digits are too much, with two full stops when
+    //            the fifth is; the same with "input in final chunk:" for a last, short group
+    static bool decodeAscii85(const StringBuffer& text, DataBuffer& out, LogBase& log);
+
+    // ---- EDA ----------------------------------------------------------------------------
+    // Base 43: digits, upper-case letters and "(),-./=". Three characters are two bytes,
+    // big-endian; two are a last odd one.
+
+    // Appends the EDA text of `len` bytes.
+    //   returns  true; the appends are not looked at
+    static bool encodeEda(const void* data, unsigned int len, StringBuffer& out);
+
+    // Decodes `len` characters of EDA text and appends the bytes. Every text is accepted. Forgiven
+    // are:
+    //   - "*", "+", ":", ";", "<", ">", "?" and "@": count as "0"
+    //   - all others outside the alphabet, lower case among them: count as "("
+    //   - numbers above 65535 (or 255, for two characters): taken modulo 2^16 (2^8)
+    //   - a single character at the end: ignored
+    //   returns  true; the appends are not looked at
+    static bool decodeEda(const char* text, unsigned int len, DataBuffer& out);
 };
 
 #endif

@@ -52,7 +52,8 @@ public:
     // Converts the `n` bytes of `data` from one code page to another and appends the result to
     // `out`. The result stands by itself: a charset with shift states is left in its initial one.
     // A byte-order mark is a character like any other; none is added or removed.
-    //   data     must not lie in `out`; null counts as no bytes
+    //   data     must not lie in `out`; null counts as no bytes, and with no bytes the result is
+    //            true, whatever the charsets
     //   out      appended to, never cleared; also with faults everything convertible is there.
     //            Bytes that are no text in their charset become U+FFFD, one for each maximal
     //            ill-formed part (a sequence cut short by the end is one part). A character, this

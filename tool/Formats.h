@@ -34,5 +34,9 @@ struct Format {
 extern const Format kBase64Format;
 extern const Format kQuotedPrintableFormat;
 extern const Format kDkimFormat;
+extern const Format kBase32Format;
+extern const Format kBase58Format;
+extern const Format kAscii85Format;
+extern const Format kEdaFormat;
 
 #endif

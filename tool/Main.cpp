@@ -10,7 +10,9 @@
 
 namespace {
 
-const Format* const kFormats[] = {&kBase64Format, &kQuotedPrintableFormat, &kDkimFormat};
+const Format* const kFormats[] = {&kBase64Format, &kQuotedPrintableFormat, &kDkimFormat,
+                                  &kBase32Format, &kBase58Format,          &kAscii85Format,
+                                  &kEdaFormat};
 
 constexpr const char* kExamples =
     "Examples:\n"

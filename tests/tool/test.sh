@@ -89,6 +89,24 @@ status 0 "a word with faults" "$tool" header decode faulty && says "faulty: " &&
 status 2 "unknown charset" "$tool" header encode --charset nope folded && says "unknown charset: nope"
 "$tool" charsets | grep -q "^65001$(printf '\t')" || fail "charsets"
 
+head -c 999 in >short
+for format in base32 base58 ascii85 "ascii85 --frame" eda; do
+    # shellcheck disable=SC2086
+    "$tool" encode $format short -o out && { cat out && echo; } | "$tool" decode ${format% *} | cmp - short ||
+        fail "$format and back"
+    printf 'one\r\n\ntwo' >lines
+    # shellcheck disable=SC2086
+    "$tool" encode $format --each-line lines | "$tool" decode ${format% *} --each-line | cmp - lines || fail "$format lines"
+done
+printf 'Hello World!' | "$tool" encode base58 | grep -qx 2NEpo7TZRRrLZSi2U || fail "base58"
+printf 'Man ' | "$tool" encode ascii85 --frame | grep -qxF '<~9jqo^~>' || fail "ascii85"
+printf 'ab\n0' >bad
+status 1 "base58" "$tool" decode base58 --each-line bad && says "bad:2: base58 decode error 2"
+printf 'uuuuu' >bad
+status 1 "ascii85" "$tool" decode ascii85 bad -o none && says "bad: Invalid ascii85 input: integer overflow."
+printf 'a\0b' >bad
+status 1 "a NUL" "$tool" decode base32 bad -o none && says "bad: there is a NUL"
+
 cp in kept && "$tool" encode base64 kept -o kept && base64 -d -i kept | cmp - in || fail "in place"
 ln -s target link && "$tool" encode base64 in -o link
 [ -L link ] && fail "a dangling link is replaced"

@@ -1,0 +1,488 @@
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include "codec/Bytes.h"
+#include "codec/ContentCoding.h"
+#include "codec/StagingWriter.h"
+
+namespace {
+
+using contentcoding::byteClass;
+using contentcoding::ByteClass;
+using contentcoding::loadBigEndian;
+using contentcoding::StagingWriter;
+using contentcoding::ToBytes;
+using contentcoding::ToText;
+
+constexpr unsigned int kMaxSize = std::numeric_limits<unsigned int>::max();
+
+constexpr bool isWhiteSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+template <std::size_t N>
+constexpr unsigned char at(const char (&alphabet)[N], std::size_t i) {
+    return static_cast<unsigned char>(alphabet[i]);
+}
+
+// ---- Base32 ----
+
+constexpr unsigned int kBase32GroupBytes = 5;
+constexpr unsigned int kBase32GroupChars = 8;
+constexpr unsigned int kBase32FlushChars = 390;
+constexpr unsigned int kBase32FlushBytes = 394;
+constexpr char kBase32Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
+constexpr unsigned char kBase32Pad = 32;
+
+// The value of the character whose low seven bits are the index; 255 for one without a value,
+// which then counts as 31.
+constexpr auto BASE32_TABLE = [] {
+    std::array<unsigned char, 128> values{};
+    values.fill(255);
+    for (unsigned char v = 0; v < 32; ++v) {
+        values[at(kBase32Alphabet, v)] = v;
+        if (v < 26) values[at(kBase32Alphabet, v) + ('a' - 'A')] = v;
+    }
+    values['='] = kBase32Pad;
+    return values;
+}();
+static_assert(BASE32_TABLE['z'] == 25 && BASE32_TABLE['7'] == 31 && BASE32_TABLE['1'] == 255);
+
+// How many digits carry `bytes` bytes.
+constexpr unsigned int base32Digits(unsigned int bytes) { return (bytes * 8 + 4) / 5; }
+
+void encodeBase32Group(const unsigned char* bytes, char* text) {
+    std::uint64_t bits = loadBigEndian(bytes, kBase32GroupBytes);
+    for (unsigned int i = kBase32GroupChars; i-- > 0; bits >>= 5)
+        text[i] = kBase32Alphabet[bits & 31];
+}
+
+// How many bytes a group carries. Pads are looked for where a shorter group would have its first.
+unsigned int base32Bytes(const unsigned char (&values)[kBase32GroupChars]) {
+    if (values[7] != kBase32Pad) return 5;
+    if (values[5] != kBase32Pad) return 4;
+    if (values[4] != kBase32Pad) return 3;
+    return values[2] != kBase32Pad ? 2 : 1;
+}
+
+// ---- Base58 ----
+
+constexpr char b58digits_ordered[59] = "123456789ABCDEFGHJKLMNPQRSTUVWXYZabcdefghijkmnopqrstuvwxyz";
+
+constexpr auto zq_b58digits_map = [] {
+    std::array<std::int32_t, 128> values{};
+    values.fill(-1);
+    for (std::int32_t v = 0; v < 58; ++v)
+        values[at(b58digits_ordered, static_cast<std::size_t>(v))] = v;
+    return values;
+}();
+
+__extension__ using Wide = unsigned __int128;
+
+constexpr unsigned int kWordBytes = 8;
+constexpr unsigned int kLimbDigits = 10;
+constexpr std::size_t kWordsAtOnce = 4;
+constexpr std::ptrdiff_t kBytesAtOnce = kWordsAtOnce * kWordBytes;
+
+constexpr std::uint64_t powerOf58(unsigned int exponent) {
+    std::uint64_t power = 1;
+    while (exponent-- > 0)
+        power *= 58;
+    return power;
+}
+
+// A number in base 58 is held in limbs of ten digits: 58^10 is just below 2^59.
+constexpr std::uint64_t kLimb = powerOf58(kLimbDigits);
+static_assert(kLimb >> 58 == 1);
+
+// Division of two words by kLimb, whose quotient fits in one, with the reciprocal of the
+// normalised divisor (N. Moeller, T. Granlund, Improved division by invariant integers, 2011).
+constexpr unsigned int kShift = 5;
+constexpr std::uint64_t kNormal = kLimb << kShift;
+constexpr auto kReciprocal = static_cast<std::uint64_t>(~Wide{0} / kNormal - (Wide{1} << 64));
+
+// Replaces high by the remainder of (high, low) and returns the quotient. high < kLimb.
+std::uint64_t divideByLimb(std::uint64_t& high, std::uint64_t low) {
+    const std::uint64_t u1 = high << kShift | low >> (64 - kShift), u0 = low << kShift;
+    const Wide q = Wide{kReciprocal} * u1 + (Wide{u1} << 64 | u0);
+    auto quotient = static_cast<std::uint64_t>(q >> 64) + 1;
+    std::uint64_t rest = u0 - quotient * kNormal;
+    // As often as not, so it is done without a branch.
+    const std::uint64_t tooMuch = 0 - std::uint64_t{rest > static_cast<std::uint64_t>(q)};
+    quotient += tooMuch;
+    rest += tooMuch & kNormal;
+    if (rest >= kNormal) {
+        ++quotient;
+        rest -= kNormal;
+    }
+    high = rest >> kShift;
+    return quotient;
+}
+
+// A number of words or limbs, the least significant one first, with room for a given count.
+class BigNumber {
+public:
+    explicit BigNumber(std::uint64_t capacity) {
+        if (capacity <= std::numeric_limits<std::size_t>::max() / sizeof(std::uint64_t))
+            m_words.reset(new (std::nothrow) std::uint64_t[static_cast<std::size_t>(capacity)]);
+    }
+    explicit operator bool() const { return m_words != nullptr; }
+    std::size_t size() const { return m_size; }
+    std::uint64_t operator[](std::size_t i) const { return m_words[i]; }
+
+    // The most limbs that shiftIn needs beyond those that the number has before.
+    template <std::size_t Count>
+    static constexpr std::size_t kGrowth = Count * 64 / 58 + 1;
+
+    // In limbs: puts words behind the number, the most significant one first. The carries of the
+    // words run through the limbs one behind the other, so that the processor has several
+    // divisions to work on at a time.
+    template <std::size_t Count>
+    void shiftIn(std::array<std::uint64_t, Count> words) {
+        std::fill_n(&m_words[m_size], kGrowth<Count>, 0);
+        m_size += kGrowth<Count>;
+        for (std::size_t i = 0; i < m_size + Count - 1; ++i) {
+            for (std::size_t k = 0; k < Count; ++k) {
+                if (k <= i && i - k < m_size) words[k] = divideByLimb(m_words[i - k], words[k]);
+            }
+        }
+        while (m_size > 0 && m_words[m_size - 1] == 0)
+            --m_size;
+    }
+
+    // In words: the number times `factor` plus `addend`.
+    void multiplyAdd(std::uint64_t factor, std::uint64_t addend) {
+        for (std::size_t i = 0; i < m_size; ++i) {
+            const Wide product = Wide{m_words[i]} * factor + addend;
+            m_words[i] = static_cast<std::uint64_t>(product);
+            addend = static_cast<std::uint64_t>(product >> 64);
+        }
+        if (addend != 0) m_words[m_size++] = addend;
+    }
+
+private:
+    std::unique_ptr<std::uint64_t[]> m_words;
+    std::size_t m_size = 0;
+};
+
+// Writes the last `n` digits of a limb.
+void writeDigits(std::uint64_t limb, unsigned int n, char* text) {
+    for (; n > 0; limb /= 58)
+        text[--n] = b58digits_ordered[limb % 58];
+}
+
+unsigned int countDigits(std::uint64_t limb) {
+    unsigned int n = 0;
+    for (; limb != 0; limb /= 58)
+        ++n;
+    return n;
+}
+
+// The value of digits that are all in the alphabet.
+std::uint64_t valueOf(std::string_view digits) {
+    std::uint64_t value = 0;
+    for (const char c : digits)
+        value = value * 58 +
+                static_cast<std::uint64_t>(zq_b58digits_map[static_cast<unsigned char>(c)]);
+    return value;
+}
+
+// Null when all characters are digits; else what is wrong with the first that is not.
+const char* faultIn(std::string_view digits) {
+    for (const char c : digits) {
+        const auto code = static_cast<unsigned char>(c);
+        if (code >= zq_b58digits_map.size()) return "base58 decode error 1";
+        if (zq_b58digits_map[code] < 0) return "base58 decode error 2";
+    }
+    return nullptr;
+}
+
+// ---- Ascii85 ----
+
+constexpr unsigned int kAscii85GroupBytes = 4;
+constexpr unsigned int kAscii85GroupChars = 5;
+constexpr unsigned int kAscii85FlushAbove = 255;
+constexpr char kFirstDigit85 = '!';
+constexpr std::uint32_t kLastDigit85 = 84;
+
+// The largest number whose product with 85 fits in 32 bits.
+constexpr std::uint32_t kLargestHead85 = 50529027;
+static_assert(kLargestHead85 == 0xFFFFFFFF / 85);
+
+constexpr ByteClass kAllowedIn85 = byteClass([](unsigned char b) {
+    return (b >= '!' && b <= 'u') || b == 'z' || isWhiteSpace(static_cast<char>(b));
+});
+
+// The five base-85 digits of `value`, most significant first. 85^5 exceeds 2^32.
+void encodeAscii85Group(std::uint32_t value, char* text) {
+    for (unsigned int i = kAscii85GroupChars; i-- > 0; value /= 85)
+        text[i] = static_cast<char>(kFirstDigit85 + static_cast<int>(value % 85));
+}
+
+// What is left of the text without white space in front and without its frame; false when it has
+// a character outside the alphabet.
+bool unframe85(std::string_view& text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    if (text.starts_with("<~")) text.remove_prefix(2);
+    const std::size_t n = contentcoding::runLength(
+        reinterpret_cast<const unsigned char*>(text.data()), text.size(), kAllowedIn85);
+    const bool ended = n == text.size() || text.substr(n).starts_with("~>");
+    text = text.substr(0, n);
+    return ended;
+}
+
+// Takes up to five characters that are no white space; returns how many there were.
+unsigned int takeGroup85(std::string_view& text, std::uint32_t (&digits)[kAscii85GroupChars]) {
+    unsigned int n = 0;
+    while (n < kAscii85GroupChars && !text.empty()) {
+        if (!isWhiteSpace(text[0]))
+            digits[n++] = static_cast<std::uint32_t>(text[0] - kFirstDigit85);
+        text.remove_prefix(1);
+    }
+    return n;
+}
+
+// ---- EDA ----
+
+constexpr char kEdaAlphabet[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ(),-./=";
+constexpr unsigned int kEdaBase = sizeof kEdaAlphabet - 1;
+constexpr unsigned int kEdaFlushAbove = 250;
+static_assert(kEdaBase == 43);
+
+// Characters between the first and the last of the alphabet that are not in it count as 0, all
+// others as "(", the first one.
+constexpr auto kEdaValue = [] {
+    std::array<unsigned char, 256> values{};
+    values.fill(36);
+    for (unsigned int c = '('; c <= 'Z'; ++c)
+        values[c] = 0;
+    for (unsigned char v = 0; v < kEdaBase; ++v)
+        values[at(kEdaAlphabet, v)] = v;
+    return values;
+}();
+static_assert(kEdaValue['('] == 36 && kEdaValue['Z'] == 35 && kEdaValue['@'] == 0);
+
+unsigned int edaValue(char c) { return kEdaValue[static_cast<unsigned char>(c)]; }
+
+}  // namespace
+
+unsigned int ContentCoding::computeBase32Size(unsigned int n) {
+    return (n + (kBase32GroupBytes - 1)) / kBase32GroupBytes * kBase32GroupChars;
+}
+
+bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int len,
+                                        StringBuffer& out) {
+    if (!data) return true;
+    StagingWriter<ToText, kBase32FlushChars + kBase32GroupChars> text(ToText{out});
+    for (; len >= kBase32GroupBytes; data += kBase32GroupBytes, len -= kBase32GroupBytes) {
+        encodeBase32Group(data, text.extend(kBase32GroupChars));
+        if (!text.flushAbove(kBase32FlushChars)) return false;
+    }
+    if (len > 0) {
+        unsigned char group[kBase32GroupBytes] = {};
+        std::memcpy(group, data, len);
+        char* const chars = text.extend(kBase32GroupChars);
+        encodeBase32Group(group, chars);
+        std::fill(chars + base32Digits(len), chars + kBase32GroupChars, '=');
+    }
+    return text.finish();
+}
+
+bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
+    if (!text) return true;
+    StagingWriter<ToBytes, kBase32FlushBytes + kBase32GroupBytes> bytes(ToBytes{out});
+    while (true) {
+        unsigned char values[kBase32GroupChars];
+        unsigned int n = 0;
+        for (; n < kBase32GroupChars && *text; ++text) {
+            if (!isWhiteSpace(*text))
+                values[n++] = BASE32_TABLE[static_cast<unsigned char>(*text) & 0x7F];
+        }
+        if (n == 0) return bytes.finish();
+        std::fill(values + n, values + kBase32GroupChars, kBase32Pad);  // missing at the end only
+        std::uint64_t bits = 0;
+        for (const unsigned char value : values)
+            bits = bits << 5 | (value & 31u);
+        const unsigned int kept = base32Bytes(values);
+        char* const group = bytes.extend(kept);
+        for (unsigned int i = 0; i < kept; ++i)
+            group[i] = static_cast<char>(bits >> (8 * (kBase32GroupBytes - 1 - i)));
+        if (!bytes.flushAbove(kBase32FlushBytes)) return false;
+    }
+}
+
+bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    if (!data || len == 0) return true;
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    const unsigned char* const end = bytes + len;
+    const unsigned char* const first =
+        std::find_if(bytes, end, [](unsigned char b) { return b != 0; });
+    const auto zeros = static_cast<std::size_t>(first - bytes);
+    bytes = first;
+
+    // log(256) / log(58) is below 1.38; one limb more holds what rounding takes.
+    const std::uint64_t left = len - zeros;
+    BigNumber number(left * 138 / 100 / kLimbDigits + 1 + BigNumber::kGrowth<kWordsAtOnce>);
+    if (!number) return false;
+    if (const unsigned int head = left % kWordBytes; head > 0) {
+        number.shiftIn<1>({loadBigEndian(bytes, head)});
+        bytes += head;
+    }
+    for (; (end - bytes) % kBytesAtOnce != 0; bytes += kWordBytes)
+        number.shiftIn<1>({loadBigEndian(bytes, kWordBytes)});
+    for (; bytes != end; bytes += kBytesAtOnce) {
+        std::array<std::uint64_t, kWordsAtOnce> words;
+        for (std::size_t i = 0; i < kWordsAtOnce; ++i)
+            words[i] = loadBigEndian(bytes + i * kWordBytes, kWordBytes);
+        number.shiftIn(words);
+    }
+
+    const std::size_t limbs = number.size();
+    const unsigned int headDigits = limbs > 0 ? countDigits(number[limbs - 1]) : 0;
+    const std::uint64_t size =
+        zeros + headDigits + (limbs > 0 ? std::uint64_t{limbs - 1} * kLimbDigits : 0);
+    if (size > kMaxSize) return false;
+    const std::unique_ptr<char[]> text(zqNewChar(static_cast<unsigned int>(size)));
+    if (!text) return false;
+    char* next = std::fill_n(text.get(), zeros, b58digits_ordered[0]);
+    for (std::size_t i = limbs; i-- > 0;) {
+        const unsigned int digits = i + 1 == limbs ? headDigits : kLimbDigits;
+        writeDigits(number[i], digits, next);
+        next += digits;
+    }
+    return out.appendN(text.get(), static_cast<unsigned int>(size));
+}
+
+bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log) {
+    std::string_view digits(text ? text : "");
+    const std::size_t zeros =
+        std::min(digits.find_first_not_of(b58digits_ordered[0]), digits.size());
+    digits.remove_prefix(zeros);
+    if (const char* const fault = faultIn(digits)) {
+        log.LogError(fault);
+        return false;
+    }
+    // log(58) / log(256) is below 0.733.
+    BigNumber number(std::uint64_t{digits.size()} * 733 / 1000 / kWordBytes + 2);
+    if (!number) return false;
+    const std::size_t head = digits.size() % kLimbDigits;
+    number.multiplyAdd(kLimb, valueOf(digits.substr(0, head)));
+    for (digits.remove_prefix(head); !digits.empty(); digits.remove_prefix(kLimbDigits))
+        number.multiplyAdd(kLimb, valueOf(digits.substr(0, kLimbDigits)));
+
+    const std::uint64_t most = zeros + std::uint64_t{number.size()} * kWordBytes;
+    if (most > kMaxSize) return false;
+    const std::unique_ptr<unsigned char[]> bytes(
+        zqNewUnsignedChar(static_cast<unsigned int>(most)));
+    if (!bytes) return false;
+    unsigned char* next = std::fill_n(bytes.get(), zeros, static_cast<unsigned char>(0));
+    for (std::size_t i = number.size(); i-- > 0;) {
+        for (unsigned int shift = 8 * kWordBytes; shift > 0;) {
+            shift -= 8;
+            const auto byte = static_cast<unsigned char>(number[i] >> shift);
+            // Only the first word can start with zero bytes that are no part of the number.
+            if (byte != 0 || i + 1 < number.size() || number[i] >> shift != 0) *next++ = byte;
+        }
+    }
+    out.append(bytes.get(), static_cast<unsigned int>(next - bytes.get()));
+    return true;
+}
+
+bool ContentCoding::encodeAscii85(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    if (!data) return true;
+    const auto* p = static_cast<const unsigned char*>(data);
+    StagingWriter<ToText, kAscii85FlushAbove + kAscii85GroupChars> text(ToText{out});
+    for (; len >= kAscii85GroupBytes; p += kAscii85GroupBytes, len -= kAscii85GroupBytes) {
+        const auto value = static_cast<std::uint32_t>(loadBigEndian(p, kAscii85GroupBytes));
+        if (value == 0)
+            *text.extend(1) = 'z';
+        else
+            encodeAscii85Group(value, text.extend(kAscii85GroupChars));
+        if (!text.flushAbove(kAscii85FlushAbove)) return false;
+    }
+    // A short group counts as padded with zero bytes and keeps one digit more than it has bytes. It
+    // is never abbreviated: "z" would decode to four bytes.
+    if (len > 0) {
+        unsigned char padded[kAscii85GroupBytes] = {};
+        char digits[kAscii85GroupChars];
+        std::memcpy(padded, p, len);
+        encodeAscii85Group(static_cast<std::uint32_t>(loadBigEndian(padded, kAscii85GroupBytes)),
+                           digits);
+        std::memcpy(text.extend(len + 1), digits, len + 1);
+    }
+    return text.finish();
+}
+
+bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, LogBase& log) {
+    std::string_view rest = text.view();
+    if (!unframe85(rest)) {
+        log.LogError("Invalid ascii85 input: char not in ascii85 alphabet.");
+        return false;
+    }
+    StagingWriter<ToBytes, kAscii85FlushAbove + kAscii85GroupBytes> bytes(ToBytes{out});
+    while (!rest.empty()) {
+        if (rest[0] == 'z') {
+            std::memset(bytes.extend(kAscii85GroupBytes), 0, kAscii85GroupBytes);
+            rest.remove_prefix(1);
+        } else {
+            std::uint32_t d[kAscii85GroupChars];
+            const unsigned int n = takeGroup85(rest, d);
+            if (n == 0) break;  // white space at the end
+            const bool whole = n == kAscii85GroupChars;
+            std::fill(d + n, d + kAscii85GroupChars, kLastDigit85);
+            const std::uint32_t head = ((d[0] * 85 + d[1]) * 85 + d[2]) * 85 + d[3];
+            if (head > kLargestHead85) {
+                log.LogError(whole ? "Invalid ascii85 input: integer overflow."
+                                   : "Invalid ascii85 input in final chunk: integer overflow.");
+                return false;
+            }
+            if (head * 85 > 0xFFFFFFFF - d[4]) {
+                log.LogError(whole ? "Invalid ascii85 input: integer overflow.."
+                                   : "Invalid ascii85 input in final chunk: integer overflow..");
+                return false;
+            }
+            const std::uint32_t value = head * 85 + d[4];
+            char* const group = bytes.extend(n - 1);
+            for (unsigned int i = 0; i < n - 1; ++i)
+                group[i] = static_cast<char>(value >> (24 - 8 * i));
+        }
+        if (!bytes.flushAbove(kAscii85FlushAbove)) return false;
+    }
+    return bytes.finish();
+}
+
+bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& out) {
+    if (!data) return true;
+    const auto* p = static_cast<const unsigned char*>(data);
+    StagingWriter<ToText, kEdaFlushAbove + 3> text(ToText{out});
+    for (; len >= 2; p += 2, len -= 2) {
+        const unsigned int value = p[0] * 256u + p[1];
+        char* const digits = text.extend(3);
+        digits[0] = kEdaAlphabet[value / (kEdaBase * kEdaBase)];
+        digits[1] = kEdaAlphabet[value / kEdaBase % kEdaBase];
+        digits[2] = kEdaAlphabet[value % kEdaBase];
+        (void)text.flushAbove(kEdaFlushAbove);  // this coder does not look at its destination
+    }
+    if (len > 0) {
+        char* const digits = text.extend(2);
+        digits[0] = kEdaAlphabet[*p / kEdaBase];
+        digits[1] = kEdaAlphabet[*p % kEdaBase];
+    }
+    (void)text.finish();
+    return true;
+}
+
+bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& out) {
+    if (!text) return true;
+    for (; len >= 3; text += 3, len -= 3)
+        out.appendUint16_be(static_cast<unsigned short>(
+            (edaValue(text[0]) * kEdaBase + edaValue(text[1])) * kEdaBase + edaValue(text[2])));
+    if (len == 2)
+        out.appendChar(
+            static_cast<unsigned char>(edaValue(text[0]) * kEdaBase + edaValue(text[1])));
+    return true;
+}
