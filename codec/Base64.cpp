@@ -5,6 +5,7 @@
 #include <limits>
 #include <string_view>
 
+#include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
 #include "codec/StagingWriter.h"
 #include "codec/Tables.h"
@@ -19,7 +20,10 @@ constexpr char _modBase64_table[65] =
 namespace {
 
 using namespace std::string_view_literals;
+using contentcoding::byteClass;
+using contentcoding::ByteClass;
 using contentcoding::kBase64Skipped;
+using contentcoding::runLength;
 using contentcoding::StagingWriter;
 using contentcoding::ToOutput;
 using contentcoding::ToText;
@@ -165,10 +169,11 @@ constexpr CharValues charValues(const unsigned char* table) {
 
 constexpr CharValues kStandardValues = charValues(_base64DecodeTable.data());
 
+constexpr ByteClass kNoEndMark = byteClass([](unsigned char b) { return b != 0 && b != kPad; });
+
 // The text up to its first NUL or pad. What follows that is not read: it need not exist.
 std::string_view digitsOf(const char* text, unsigned int len) {
-    const std::string_view all(text, strnlen(text, len));
-    return all.substr(0, all.find(kPad));
+    return {text, runLength(reinterpret_cast<const unsigned char*>(text), len, kNoEndMark)};
 }
 
 // Decodes text without an end mark; returns the number of bytes. `bytes` has room for those of
