@@ -80,6 +80,7 @@ constexpr auto zq_b58digits_map = [] {
         values[at(b58digits_ordered, static_cast<std::size_t>(v))] = v;
     return values;
 }();
+static_assert(zq_b58digits_map['z'] == 57 && zq_b58digits_map['0'] == -1);
 
 __extension__ using Wide = unsigned __int128;
 

@@ -47,6 +47,14 @@ private:
         mmap(nullptr, kSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
 };
 
+// `n` times the unit.
+inline std::string x(std::size_t n, const std::string& unit = "A") {
+    std::string text;
+    while (n-- > 0)
+        text += unit;
+    return text;
+}
+
 // Bytes without a pattern, the same in every run.
 inline std::string noise(std::size_t n) {
     std::string bytes(n, '\0');

@@ -163,13 +163,6 @@ std::string decodeDkim(const std::string& text) {
     return str(bytes);
 }
 
-std::string x(std::size_t n, const std::string& unit = "A") {
-    std::string text;
-    while (n-- > 0)
-        text += unit;
-    return text;
-}
-
 }  // namespace
 
 TEST(QuotedPrintable, EncodesTheseExamples) {

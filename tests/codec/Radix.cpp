@@ -121,13 +121,6 @@ std::string reference58(const std::string& text) {
     return convert(digits, 58, 256);
 }
 
-std::string x(std::size_t n, const std::string& unit) {
-    std::string text;
-    while (n-- > 0)
-        text += unit;
-    return text;
-}
-
 }  // namespace
 
 // Every length around the blocks of every coder: 245 bytes and 632 characters (Base32), 204 bytes

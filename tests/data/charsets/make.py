@@ -29,7 +29,7 @@ LEFT_OUT = {
     # Windows reads these as the full-width forms next to the JIS characters, and so do the tables.
     "EUC-JP": "\u00a2\u00a3\u00ac\u00a6\u2016\u2116\u2212\u301c",
     "ISO-2022-JP": "\u00a2\u00a3\u00ac\u2016\u2212\u301c",
-    "GB2312": "\uff07",  # the acute accent in IBM's table
+    "EUC-CN": "\uff07",  # the acute accent in IBM's table
     "HZ-GB-2312": "\u2015\u30fb",  # dash and middle dot as in GBK
     "GB18030": "\u1e3f\ue7c7",  # exchanged by the revision of 2005, which Python does not have
     # Signs added to KS X 1001 in 1998, and signs with two equivalents in Unicode.
@@ -67,7 +67,7 @@ ICONV |= {"cp1025": "CP1025"}
 
 MULTI = {
     "Shift_JIS": "cp932", "GBK": "gbk", "ks_c_5601-1987": "cp949", "Big5": "cp950",
-    "EUC-JP": "euc_jp", "GB2312": "gb2312", "EUC-KR": "euc_kr", "GB18030": "gb18030",
+    "EUC-JP": "euc_jp", "EUC-CN": "gb2312", "EUC-KR": "euc_kr", "GB18030": "gb18030",
     "HZ-GB-2312": "hz", "ISO-2022-JP": "iso2022_jp", "ISO-2022-KR": "iso2022_kr",
     "UTF-7": "utf_7", "UTF-8": "utf_8", "UTF-16LE": "utf_16_le", "UTF-16BE": "utf_16_be",
     "UTF-32LE": "utf_32_le", "UTF-32BE": "utf_32_be",
