@@ -365,6 +365,25 @@ public:
     //   - a single character at the end: ignored
     //   returns  true; the appends are not looked at
     static bool decodeEda(const char* text, unsigned int len, DataBuffer& out);
+
+    // ---- ITIDA --------------------------------------------------------------------------
+    // The form of an e-invoice that is signed: names and values in a row, each in double quotes.
+
+    // Replaces the contents of `out` by the canonical form of the JSON document `json`, in UTF-8.
+    //   json     as ClsJsonObject::loadJson takes it (support/Json.h); must not be `out`
+    //   names    in upper case as XString::toUpperCase does it, not escaped. That of an array
+    //            stands once for the array and again before each element, except in arrays that
+    //            lie directly in arrays.
+    //   values   strings without what JSON escapes, but with backslashes doubled and a backslash
+    //            before each double quote; numbers as the document has them; true, false, null
+    //   log      read too: with "ItidaCanonFirstDoc" in its options, in letters of either case, the
+    //            form is that of the first element of the member "documents", if there is such a
+    //            member. Logged are "Failed to load ITIDA JSON (1)" when `json` is no document or
+    //            memory is short for it, and "Failed to load ITIDA JSON (2)" when that first
+    //            element is no object.
+    //   returns  false, with `out` empty, after these, when memory is short, and when the form
+    //            would pass 2^32 - 1 bytes
+    static bool canonicalizeItida(const DataBuffer& json, DataBuffer& out, LogBase& log);
 };
 
 #endif

@@ -15,6 +15,10 @@ constexpr char toLowerAscii(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
 }
 
+constexpr char toUpperAscii(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
+}
+
 constexpr unsigned char kNoHexDigit = 0xFF;
 
 // Entry c is the value of the hexadecimal digit c, of either case, or kNoHexDigit.
@@ -39,6 +43,16 @@ constexpr bool equalIgnoringCase(std::string_view a, std::string_view b) {
         if (toLowerAscii(a[i]) != toLowerAscii(b[i])) return false;
     }
     return true;
+}
+
+// Where `needle` first occurs in `text`, from `start` on, under the same rule; npos when it does
+// not.
+constexpr std::size_t findIgnoringCase(std::string_view text, std::string_view needle,
+                                       std::size_t start = 0) {
+    for (; start <= text.size() && needle.size() <= text.size() - start; ++start) {
+        if (equalIgnoringCase(text.substr(start, needle.size()), needle)) return start;
+    }
+    return std::string_view::npos;
 }
 
 }  // namespace contentcoding

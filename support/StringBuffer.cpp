@@ -87,14 +87,7 @@ bool StringBuffer::containsSubstring(const char* s) const {
 }
 
 bool StringBuffer::containsSubstringNoCase(const char* s) const {
-    if (!s) return false;
-    const auto sameLetter = [](char a, char b) {
-        return contentcoding::toLowerAscii(a) == contentcoding::toLowerAscii(b);
-    };
-    const std::string_view text = view(), wanted = s;
-    return std::search(text.begin(), text.end(), wanted.begin(), wanted.end(), sameLetter) !=
-               text.end() ||
-           wanted.empty();
+    return s && contentcoding::findIgnoringCase(view(), s) != std::string_view::npos;
 }
 
 bool StringBuffer::equalsIgnoreCase(const char* s) const {

@@ -7,6 +7,7 @@
 #include "tool/Files.h"
 #include "tool/Formats.h"
 #include "tool/HeaderCommands.h"
+#include "tool/Itida.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ constexpr const char* kExamples =
     "  contentcode encode qp letter.txt | mail-it\n"
     "  printf %s \"$subject\" | contentcode header encode --fold\n"
     "  contentcode header decode --each-line subjects.txt\n"
+    "  contentcode itida invoice.json | sha256sum\n"
     "  contentcode check base64 photo.b64 && echo fine\n"
     "\n"
     "Exit status: 0 success, 1 the data is at fault, 2 the command line, 3 a file.";
@@ -65,6 +67,7 @@ int run(int argc, char** argv) {
     addDirection(app, "decode", "Text to bytes", &Format::decode, files, job);
     addDirection(app, "check", "Tell whether a text is in a format", &Format::check, files, job);
     addHeaderCommands(app, files, job);
+    addItidaCommand(app, files, job);
     app.add_subcommand("formats", "List the formats")->callback([&job] { job = listFormats; });
     try {
         app.parse(argc, argv);

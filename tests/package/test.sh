@@ -35,7 +35,7 @@ done
 
 # What a shared library shows is what its headers name (and templates of the standard library).
 foreign=$(nm -D --defined-only library-ON/libcontentcoding.so | grep -vE ' _Z+(N|NK)?St' |
-    c++filt | cut -d' ' -f3- | grep -vE '^(typeinfo |typeinfo name |vtable )?(for )?(ContentCoding|StringBuffer|DataBuffer|ByteArrayOwner|Log(Base|Null|Text|ContextExitor)|EncodingConvert|CharsetNaming|_zq(Output|IoParams|Charset|UrlEncode)|zqNew(Char|UnsignedChar|Uint32)|zqStr(Len|Str)|contentcoding::(knownCharsets|ByteStorage|TypedArrayPointer|StringBufferOutput|FileOutput))\b' || true)
+    c++filt | cut -d' ' -f3- | grep -vE '^(typeinfo |typeinfo name |vtable )?(for )?(ContentCoding|StringBuffer|DataBuffer|ByteArrayOwner|Log(Base|Null|Text|ContextExitor)|XString|RefCountedObject(Owner)?|ClsJson(Object|Array)|EncodingConvert|CharsetNaming|_zq(Output|IoParams|Charset|UrlEncode)|zqNew(Char|UnsignedChar|Uint32)|zqStr(Len|Str)|contentcoding::(knownCharsets|JsonContainer|ByteStorage|TypedArrayPointer|StringBufferOutput|FileOutput))\b' || true)
 [ -z "$foreign" ] || { printf 'exported without need:\n%s\n' "$foreign"; exit 1; }
 
 build subdirectory "$here" -DCONTENTCODING_SOURCE="$source"

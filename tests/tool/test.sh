@@ -107,6 +107,15 @@ status 1 "ascii85" "$tool" decode ascii85 bad -o none && says "bad: Invalid asci
 printf 'a\0b' >bad
 status 1 "a NUL" "$tool" decode base32 bad -o none && says "bad: there is a NUL"
 
+printf '{"documents": [{"a": 1.50}, {}]}\n' >invoice
+"$tool" itida invoice | grep -qxF '"DOCUMENTS""DOCUMENTS""A""1.50""DOCUMENTS"' || fail "itida"
+"$tool" itida --first-document <invoice -o out && printf '"A""1.50"' | cmp - out || fail "first document"
+printf '{\n  "documents": [1]}' >bad
+status 1 "no first document" "$tool" itida --first-document bad -o none &&
+    says 'bad: no object is first in "documents": Failed to load ITIDA JSON (2)'
+printf '{\n  "a": [1 2]}' >bad
+status 1 "no JSON" "$tool" itida bad -o none && says 'bad:2:11: expected "," or "]": Failed to load ITIDA JSON (1)'
+
 cp in kept && "$tool" encode base64 kept -o kept && base64 -d -i kept | cmp - in || fail "in place"
 ln -s target link && "$tool" encode base64 in -o link
 [ -L link ] && fail "a dangling link is replaced"
