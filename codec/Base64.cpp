@@ -20,6 +20,7 @@ constexpr char _modBase64_table[65] =
 namespace {
 
 using namespace std::string_view_literals;
+using contentcoding::Base64Values;
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::kBase64Skipped;
@@ -80,6 +81,29 @@ struct Lines {
 template <class Sink>
 using GroupWriter = StagingWriter<Sink, kFlushAbove + kQuantumChars + kXmlCrLf.size()>;
 
+// Appends the whole groups among `len` bytes at once. False, and nothing appended, when there is no
+// room for all of them.
+bool appendGroups(const unsigned char* bytes, unsigned int len, const char* alphabet,
+                  const Lines& lines, StringBuffer& out) {
+    const std::uint64_t groups = len / kGroupBytes;
+    const std::uint64_t lineGroups = (lines.length - 1) / kQuantumChars + 1;
+    const std::uint64_t size =
+        groups * kQuantumChars + groups / lineGroups * lines.lineBreak.size();
+    if (size > std::numeric_limits<unsigned int>::max()) return false;
+    char* text = out.extend(static_cast<unsigned int>(size));
+    if (!text) return size == 0;
+    const auto encode = contentcoding::kernels().encodeBase64;
+    std::uint64_t left = groups;
+    for (; left >= lineGroups; left -= lineGroups) {
+        encode(bytes, lineGroups, alphabet, text);
+        bytes += lineGroups * kGroupBytes;
+        text += lineGroups * kQuantumChars;
+        text += lines.lineBreak.copy(text, lines.lineBreak.size());
+    }
+    encode(bytes, left, alphabet, text);
+    return true;
+}
+
 // Stages the whole groups among `len` bytes and hands everything over. Each kernel call goes up
 // to the end of the line or to the group that fills the block, whichever comes first.
 template <class Sink>
@@ -107,6 +131,13 @@ bool encodeGroups(const unsigned char* bytes, unsigned int len, const char* alph
     return text.finish();
 }
 
+// A text that has no room for all gets as many blocks as it takes.
+bool encodeToText(const unsigned char* bytes, unsigned int len, const char* alphabet,
+                  const Lines& lines, StringBuffer& out) {
+    return appendGroups(bytes, len, alphabet, lines, out) ||
+           encodeGroups(bytes, len, alphabet, lines, ToText{out});
+}
+
 // The padded quantum of the 1 or 2 bytes after the last whole group, if any, and the end of
 // the text.
 class Tail {
@@ -116,7 +147,7 @@ public:
         if (rest > 0) {
             unsigned char group[kGroupBytes] = {};
             std::memcpy(group, data + (len - rest), rest);
-            contentcoding::kScalarKernels.encodeBase64(group, 1, alphabet, m_text);
+            contentcoding::kernels().encodeBase64(group, 1, alphabet, m_text);
             std::fill(m_text + rest + 1, m_text + kQuantumChars, kPad);
             m_size = kQuantumChars;
         }
@@ -139,7 +170,7 @@ bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
     if (!out.expectNumBytes(ContentCoding::computeBase64Size(len, lineLength))) return false;
     if (!data || len == 0) return true;
     const auto* const bytes = static_cast<const unsigned char*>(data);
-    if (!encodeGroups(bytes, len, _base64_table, Lines::of(lineLength, lineBreak), ToText{out}))
+    if (!encodeToText(bytes, len, _base64_table, Lines::of(lineLength, lineBreak), out))
         return false;
     const bool ok = Tail(bytes, len, _base64_table, kCrLf).appendTo(out);
     // A last line that is full has its own break already: one CRLF is enough.
@@ -153,21 +184,26 @@ bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
 
 // ---- Decoding ----
 
-// What each of the 256 characters means: the digit's value or kBase64Skipped.
-using CharValues = std::array<unsigned char, 256>;
-
-constexpr CharValues charValues(const unsigned char* table) {
-    CharValues values{};
-    values.fill(kBase64Skipped);
+constexpr Base64Values charValues(const unsigned char* table, Base64Values::Alphabet alphabet) {
+    Base64Values values{{}, alphabet};
+    std::fill(std::begin(values.of), std::end(values.of), kBase64Skipped);
     for (unsigned int i = 0; i < kTableSize; ++i) {
-        if (table[i] < 64) values[kFirstChar + i] = table[i];
+        if (table[i] < 64) values.of[kFirstChar + i] = table[i];
     }
-    values['.'] = kBase64Skipped;
-    values[kPad] = kBase64Skipped;
+    for (const char c : {'.', kPad})
+        values.of[static_cast<unsigned char>(c)] = kBase64Skipped;
     return values;
 }
 
-constexpr CharValues kStandardValues = charValues(_base64DecodeTable.data());
+constexpr Base64Values kStandardValues =
+    charValues(_base64DecodeTable.data(), Base64Values::kStandard);
+
+// For a caller's table.
+Base64Values valuesOf(const unsigned char* table) {
+    static constexpr auto kUrlSafeTable = inverseOf(_modBase64_table);
+    const bool urlSafe = std::equal(kUrlSafeTable.begin(), kUrlSafeTable.end(), table);
+    return charValues(table, urlSafe ? Base64Values::kUrlSafe : Base64Values::kOther);
+}
 
 constexpr ByteClass kNoEndMark = byteClass([](unsigned char b) { return b != 0 && b != kPad; });
 
@@ -178,23 +214,16 @@ std::string_view digitsOf(const char* text, unsigned int len) {
 
 // Decodes text without an end mark; returns the number of bytes. `bytes` has room for those of
 // `len` digits and two more: one for the bits of a cut group that complete no byte, and a 0.
-unsigned int decodeDigits(std::string_view digits, const CharValues& values, unsigned char* bytes) {
-    const auto& kernels = contentcoding::kernels();
-    const char* text = digits.data();
-    const char* const end = text + digits.size();
+unsigned int decodeDigits(std::string_view digits, const Base64Values& values,
+                          unsigned char* bytes) {
+    const auto quanta =
+        contentcoding::kernels().decodeBase64(digits.data(), digits.size(), values, bytes);
     const unsigned char* const start = bytes;
+    bytes += quanta.written;
     std::uint32_t bits = 0;  // the lowest `held` ones are still to be written
     unsigned int held = 0;
-    while (text != end) {
-        if (held == 0) {
-            const auto left = static_cast<std::size_t>(end - text);
-            const auto quanta =
-                kernels.decodeBase64(text, left / kQuantumChars, values.data(), bytes);
-            text += quanta * kQuantumChars;
-            bytes += quanta * kGroupBytes;
-            if (text == end) break;
-        }
-        const unsigned char value = values[static_cast<unsigned char>(*text++)];
+    for (const char c : digits.substr(quanta.read)) {  // three digits at most, and skipped ones
+        const unsigned char value = values.of[static_cast<unsigned char>(c)];
         if (value == kBase64Skipped) continue;
         bits = bits << 6 | value;
         held += 6;
@@ -221,24 +250,25 @@ unsigned char* decode(const char* text, unsigned int len, const unsigned char* t
     if (!bytes) return nullptr;
     *outLen = table == _base64DecodeTable.data()
                   ? decodeDigits(digitsOf(text, len), kStandardValues, bytes)
-                  : decodeDigits(digitsOf(text, len), charValues(table), bytes);
+                  : decodeDigits(digitsOf(text, len), valuesOf(table), bytes);
     return bytes;
 }
 
 // ---- Tests for Base64 text ----
 
-constexpr bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+constexpr bool isBlank(unsigned char b) { return b == ' ' || b == '\t' || b == '\r' || b == '\n'; }
 
-constexpr auto kIsBase64Char = [] {
-    std::array<bool, 256> is{};
-    for (const char c : std::string_view(_base64_table))
-        is[static_cast<unsigned char>(c)] = true;
-    for (const char c : "= \t\r\n"sv)
-        is[static_cast<unsigned char>(c)] = true;
-    return is;
-}();
+constexpr ByteClass kBase64Text = byteClass([](unsigned char b) {
+    return std::string_view(_base64_table).find(static_cast<char>(b)) != std::string_view::npos ||
+           b == kPad || isBlank(b);
+});
 
-constexpr bool isBase64Char(char c) { return kIsBase64Char[static_cast<unsigned char>(c)]; }
+constexpr ByteClass kInRange = byteClass(
+    [](unsigned char b) { return (b >= kFirstChar && b <= kLastChar && b != kPad) || isBlank(b); });
+
+const unsigned char* bytesOf(const char* text) {
+    return reinterpret_cast<const unsigned char*>(text);
+}
 
 }  // namespace
 
@@ -267,7 +297,7 @@ bool ContentCoding::encodeBase64_noCrLf_inner(const void* data, unsigned int len
     if (!data || len == 0) return true;
     if (!table || !out.expectNumBytes(computeBase64Size(len, len))) return false;
     const auto* const bytes = static_cast<const unsigned char*>(data);
-    return encodeGroups(bytes, len, table, {kNoLines, ""}, ToText{out}) &&
+    return encodeToText(bytes, len, table, {kNoLines, ""}, out) &&
            Tail(bytes, len, table, "").appendTo(out);
 }
 
@@ -330,23 +360,19 @@ bool ContentCoding::appendBase64(StringBuffer& out, const char* text) {
 }
 
 bool ContentCoding::isBase64(const char* text, unsigned int len, LogBase&) {
-    return text && std::all_of(text, text + len, isBase64Char);
+    return text && runLength(bytesOf(text), len, kBase64Text) == len;
 }
 
 bool ContentCoding::isBase64_utf16LE(const char* text, unsigned int len) {
     if (!text || len < 3 || len % 2 != 0) return false;
     for (unsigned int i = 2; i < len; i += 2) {
-        if (!isBase64Char(text[i]) || text[i + 1] != 0) return false;
+        if (!kBase64Text[bytesOf(text)[i]] || text[i + 1] != 0) return false;
     }
     return true;
 }
 
 bool ContentCoding::validateBase64(const char* text, unsigned int len) const {
     if (!text) return false;
-    for (const char* const end = text + len; text != end; ++text) {
-        const char c = *text;
-        if (c == '\0' || c == kPad) return true;
-        if (!isBlank(c) && (c < kFirstChar || c > kLastChar)) return false;
-    }
-    return true;
+    const std::size_t run = runLength(bytesOf(text), len, kInRange);
+    return run == len || text[run] == '\0' || text[run] == kPad;
 }

@@ -14,11 +14,12 @@ namespace {
 
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
-using contentcoding::hexDigitValue;
+using contentcoding::Escapes;
 using contentcoding::kNoHexDigit;
 using contentcoding::runLength;
 using contentcoding::StagingWriter;
 using contentcoding::ToText;
+using contentcoding::Unescapes;
 
 constexpr unsigned int kBlockBytes = 2000;
 
@@ -51,21 +52,28 @@ constexpr ByteClass kKeptInQ = byteClass(
 constexpr ByteClass kKeptInQWithoutComma =
     byteClass([](unsigned char b) { return kKeptInQ[b] && b != ',' && b != ':'; });
 
-char* encodeQ(const void* data, unsigned int n, const ByteClass& kept, unsigned int* outLen) {
+constexpr Escapes qEscapesExcept(const ByteClass& kept) {
+    Escapes escapes = contentcoding::escapesExcept(kept);
+    escapes.of[' '] = {{'_'}, 1};
+    return escapes;
+}
+
+constexpr Escapes kQEscapes = qEscapesExcept(kKeptInQ);
+constexpr Escapes kQEscapesWithComma = qEscapesExcept(kKeptInQWithoutComma);
+
+char* encodeQ(const void* data, unsigned int n, const Escapes& escapes, unsigned int* outLen) {
     if (!outLen) return nullptr;
     *outLen = 0;
     if (!data || n == 0) return nullptr;
     StringBuffer text;
     StagingWriter<ToText, kBlockBytes> out(ToText{text});
     for (std::string_view in = viewOf(data, n); !in.empty();) {
-        const std::size_t run = runLength(bytesOf(in), in.size(), kept);
-        out.put(in.substr(0, run));
-        in.remove_prefix(run);
-        if (in.empty()) break;
-        if (in[0] == ' ')
-            out.put('_');
-        else
-            out.putEscape(static_cast<unsigned char>(in[0]));
+        const auto done = contentcoding::kernels().escape(bytesOf(in), in.size(), escapes,
+                                                          out.next(), out.room());
+        out.advance(done.written);
+        in.remove_prefix(done.read);
+        if (done.read > 0) continue;
+        out.putEscape(static_cast<unsigned char>(in[0]));  // across the end of the block
         in.remove_prefix(1);
     }
     (void)out.finish();  // what could be held is returned, as the interface has it
@@ -157,9 +165,16 @@ void foldValue(std::string_view value, int codePage, int widePage, unsigned int 
 
 // ---- Decoding ----
 
-constexpr ByteClass kKeptByQDecoder = byteClass([](unsigned char b) {
-    return (b > 32 && b < 127 && b != '=' && b != '?' && b != '_') || b >= 0xA0;
-});
+constexpr Unescapes kQUnescapes = [] {
+    Unescapes unescapes = contentcoding::unescapesExcept(byteClass([](unsigned char b) {
+        return (b > 32 && b < 127 && b != '=' && b != '?' && b != '_') || b >= 0xA0;
+    }));
+    for (const unsigned int blank : {0x5Fu, 0x20u}) {  // "_" and the space itself
+        unescapes.text[blank] = ' ';
+        unescapes.length[blank] = 1;
+    }
+    return unescapes;
+}();
 
 struct Word {
     std::string_view charset;
@@ -272,12 +287,12 @@ char* ContentCoding::B_Encode(const void* data, unsigned int n, unsigned int* ou
 }
 
 char* ContentCoding::Q_Encode(const void* data, unsigned int n, unsigned int* outLen) const {
-    return encodeQ(data, n, kKeptInQ, outLen);
+    return encodeQ(data, n, kQEscapes, outLen);
 }
 
 char* ContentCoding::Q_EncodeCommaToo(const void* data, unsigned int n,
                                       unsigned int* outLen) const {
-    return encodeQ(data, n, kKeptInQWithoutComma, outLen);
+    return encodeQ(data, n, kQEscapesWithComma, outLen);
 }
 
 bool ContentCoding::bEncodeData2(const void* data, unsigned int n, const char* charset,
@@ -352,23 +367,17 @@ unsigned char* ContentCoding::Q_Decode(const char* text, unsigned int n, unsigne
     if (!text) return nullptr;
     if (n == 0) n = zqStrLen(text);
     if (n == 0 || n == std::numeric_limits<unsigned int>::max()) return nullptr;
-    char* const bytes = zqNewChar(n + 1);
+    char* const bytes = new (std::nothrow) char[std::size_t{n} + 1 + contentcoding::kSlack];
     if (!bytes) return nullptr;
     char* end = bytes;
     for (std::string_view in(text, n); !in.empty();) {
-        const std::size_t run = runLength(bytesOf(in), in.size(), kKeptByQDecoder);
-        end += in.copy(end, run);
-        in.remove_prefix(run);
+        const auto done =
+            contentcoding::kernels().unescape(in.data(), in.size(), kQUnescapes, end, in.size());
+        end += done.written;
+        in.remove_prefix(done.read);
         if (in.empty()) break;
-        const char c = in[0];
+        *end++ = '=';  // no escape
         in.remove_prefix(1);
-        if (c == '_' || c == ' ') *end++ = ' ';
-        if (c != '=') continue;
-        const unsigned char high = in.size() < 2 ? kNoHexDigit : hexDigitValue(in[0]);
-        const unsigned char low = in.size() < 2 ? kNoHexDigit : hexDigitValue(in[1]);
-        const bool escape = high != kNoHexDigit && low != kNoHexDigit;
-        *end++ = escape ? static_cast<char>(high << 4 | low) : '=';
-        if (escape) in.remove_prefix(2);
     }
     *end = '\0';
     if (outLen) *outLen = static_cast<unsigned int>(end - bytes);

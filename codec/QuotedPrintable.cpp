@@ -13,12 +13,15 @@ namespace {
 
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
+using contentcoding::Escapes;
+using contentcoding::escapesExcept;
 using contentcoding::kNoHexDigit;
-using contentcoding::runLength;
 using contentcoding::StagingWriter;
 using contentcoding::ToBytes;
 using contentcoding::ToOutput;
 using contentcoding::ToText;
+using contentcoding::Unescapes;
+using contentcoding::unescapesExcept;
 
 constexpr unsigned int kBlockBytes = 2000;
 constexpr unsigned int kEscapeChars = 3;
@@ -43,24 +46,13 @@ public:
     }
     void skip(std::size_t n) { m_next += n; }
     unsigned char take() { return *m_next++; }
-    std::string_view take(std::size_t n) {
-        const std::string_view taken(reinterpret_cast<const char*>(m_next), n);
-        m_next += n;
-        return taken;
-    }
-
-    // The length of the run of bytes of a class at the start, `most` at most.
-    std::size_t run(const ByteClass& is, std::size_t most) const {
-        return runLength(m_next, std::min(left(), most), is);
-    }
-
     // Whether the byte at `i` stands at the end of the input or of a line.
     bool endsLine(std::size_t i) const { return left() == i + 1 || startsWith("\r\n", i + 1); }
     unsigned char at(std::size_t i) const { return m_next[i]; }
-
-private:
+    const unsigned char* next() const { return m_next; }
     std::size_t left() const { return static_cast<std::size_t>(m_end - m_next); }
 
+private:
     const unsigned char* m_next;
     const unsigned char* m_end;
 };
@@ -76,12 +68,22 @@ public:
     bool ok() const { return m_text.ok(); }
     bool finish() { return m_text.finish(); }
 
-    // The longest run that ends neither the line nor the block early.
-    std::size_t longestRun() const { return std::min(m_lineLength - 1 - m_column, m_text.room()); }
-
-    void putRun(std::string_view run) {
-        m_text.put(run);
-        m_column += static_cast<unsigned int>(run.size());
+    // Writes what fits into the line and the block, and takes it off `in`. A blank that ends a line
+    // is left over. False when there is nothing like that.
+    bool putSome(Input& in, const Escapes& escapes) {
+        const unsigned int inLine = m_lineLength - 1 - std::min(m_column, m_lineLength - 1);
+        const std::size_t room = std::min(inLine, m_text.room());
+        auto done =
+            contentcoding::kernels().escape(in.next(), in.left(), escapes, m_text.next(), room);
+        if (done.read > 0 && isBlank(in.at(done.read - 1)) && escapes.kept[' '] &&
+            in.endsLine(done.read - 1)) {
+            --done.read;
+            --done.written;
+        }
+        in.skip(done.read);
+        m_text.advance(done.written);
+        m_column += static_cast<unsigned int>(done.written);
+        return done.read > 0;
     }
     void putEscape(unsigned char b) {
         m_text.putEscape(b);
@@ -117,12 +119,13 @@ constexpr ByteClass kKept =
 constexpr ByteClass kKeptInDkim =
     byteClass([](unsigned char b) { return b > 32 && b < 127 && b != '=' && b != ';'; });
 
-// The run of bytes at the start of `in` that pass unchanged.
-template <class Sink>
-std::size_t keptRun(const Input& in, const LineWriter<Sink>& out) {
-    const std::size_t n = in.run(kKept, out.longestRun());
-    return n > 0 && isBlank(in.at(n - 1)) && in.endsLine(n - 1) ? n - 1 : n;
-}
+// What CR is depends on what follows.
+constexpr Escapes kEscapes = [] {
+    Escapes escapes = escapesExcept(kKept);
+    escapes.of['\r'].length = 0;
+    return escapes;
+}();
+constexpr Escapes kDkimEscapes = escapesExcept(kKeptInDkim);
 
 // Whether the result of a block in the middle is looked at.
 enum class WhenRefused { kGoOn, kStop };
@@ -135,12 +138,10 @@ bool encodeBody(Input in, unsigned int lineLength, Sink sink, WhenRefused whenRe
         // "." alone ends an SMTP message, and "From " starts one in an mbox file.
         if (out.atLineStart() && (in.first() == '.' || in.startsWith("From "))) {
             out.putEscape(in.take());
-        } else if (const std::size_t n = keptRun(in, out); n > 0) {
-            out.putRun(in.take(n));
         } else if (in.startsWith("\r\n")) {
             in.skip(2);
             out.putHardBreak();
-        } else {
+        } else if (!out.putSome(in, kEscapes)) {
             out.reserveEscape();
             out.putEscape(in.take());
         }
@@ -154,10 +155,7 @@ template <class Sink>
 bool encodeDkim(Input in, unsigned int lineLength, Sink sink) {
     LineWriter<Sink> out(sink, lineLength);
     while (!in.empty()) {
-        if (const std::size_t n = in.run(kKeptInDkim, out.longestRun()); n > 0)
-            out.putRun(in.take(n));
-        else
-            out.putEscape(in.take());
+        if (!out.putSome(in, kDkimEscapes)) out.putEscape(in.take());
         out.endFullLine(in);
     }
     return out.finish();
@@ -174,7 +172,18 @@ unsigned char digitAt(std::string_view text, std::size_t i) {
     return i < text.size() ? contentcoding::kHexDigitValue[lowBits(text[i])] : kNoHexDigit;
 }
 
-constexpr ByteClass kNoEqualsSign = byteClass([](unsigned char b) { return (b & 0x7F) != '='; });
+// Escapes of 0 and of 255 may be more than that.
+constexpr Unescapes kUnescapes = [] {
+    Unescapes unescapes =
+        unescapesExcept(byteClass([](unsigned char b) { return (b & 0x7F) != '='; }));
+    for (unsigned int c = 0x80; c < 0x100; ++c) {
+        unescapes.length[c] = unescapes.length[c & 0x7F];
+        contentcoding::setDigit(unescapes, c, c & 0x7F);
+    }
+    unescapes.lowest = 1;
+    unescapes.count = 0xFE;
+    return unescapes;
+}();
 
 // How much of a line's content is decoded: without the white space at its end. A line of nothing
 // else loses its line ends only.
@@ -209,12 +218,12 @@ private:
 };
 
 bool BodyDecoder::decodeLine(std::string_view text, std::size_t n) {
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
     for (std::size_t i = 0; i < n;) {
-        const std::size_t run = runLength(bytes + i, n - i, kNoEqualsSign);
-        m_out.put(text.substr(i, run));
-        i += run;
-        if (i == n) break;
+        const auto done = contentcoding::kernels().unescape(text.data() + i, n - i, kUnescapes,
+                                                            m_out.next(), m_out.room());
+        m_out.advance(done.written);
+        i += done.read;
+        if (done.read > 0) continue;
         if (i == n - 1) return false;
         i += decodeEscape(text.substr(i), n - i);
     }
@@ -263,8 +272,14 @@ bool BodyDecoder::putReference(std::string_view digits) {
     return true;
 }
 
-constexpr ByteClass kPlainInDkim =
-    byteClass([](unsigned char b) { return b != '=' && !isBlankOrBreak(b); });
+// White space means nothing.
+constexpr Unescapes kDkimUnescapes = [] {
+    Unescapes unescapes =
+        unescapesExcept(byteClass([](unsigned char b) { return b != '=' && !isBlankOrBreak(b); }));
+    for (unsigned int c = 0x80; c < 0x100; ++c)
+        contentcoding::setDigit(unescapes, c, c & 0x7F);
+    return unescapes;
+}();
 
 }  // namespace
 
@@ -321,22 +336,14 @@ bool ContentCoding::encodeDkimQuotedPrintable(const void* data, unsigned int len
 bool ContentCoding::decodeDkimQuotedPrintable(const char* text, unsigned int len, DataBuffer& out) {
     if (!text || len == 0) return true;
     StagingWriter<ToBytes, kBlockBytes> bytes(ToBytes{out});
-    const std::string_view all(text, len);
     for (std::size_t i = 0; i < len && bytes.ok();) {
-        const std::size_t most = std::min<std::size_t>(len - i, bytes.room());
-        const std::size_t run =
-            runLength(reinterpret_cast<const unsigned char*>(text) + i, most, kPlainInDkim);
-        bytes.put(all.substr(i, run));
-        i += run;
-        if (run == most || !bytes.ok()) continue;
-        if (all[i] != '=') {  // white space means nothing
-            ++i;
-            continue;
-        }
-        const unsigned char high = digitAt(all, i + 1), low = digitAt(all, i + 2);
-        const bool escape = high != kNoHexDigit && low != kNoHexDigit;
-        bytes.put(escape ? static_cast<char>(high << 4 | low) : '=');
-        i += escape ? kEscapeChars : 1;
+        const auto done = contentcoding::kernels().unescape(text + i, len - i, kDkimUnescapes,
+                                                            bytes.next(), bytes.room());
+        bytes.advance(done.written);
+        i += done.read;
+        if (done.read > 0) continue;
+        bytes.put('=');  // no escape
+        ++i;
     }
     return bytes.ok() && bytes.finish();
 }

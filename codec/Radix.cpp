@@ -15,6 +15,7 @@ namespace {
 
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
+using contentcoding::kBase32Alphabet;
 using contentcoding::loadBigEndian;
 using contentcoding::StagingWriter;
 using contentcoding::ToBytes;
@@ -35,7 +36,6 @@ constexpr unsigned int kBase32GroupBytes = 5;
 constexpr unsigned int kBase32GroupChars = 8;
 constexpr unsigned int kBase32FlushChars = 390;
 constexpr unsigned int kBase32FlushBytes = 394;
-constexpr char kBase32Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
 constexpr unsigned char kBase32Pad = 32;
 
 // The value of the character whose low seven bits are the index; 255 for one without a value,
@@ -54,12 +54,6 @@ static_assert(BASE32_TABLE['z'] == 25 && BASE32_TABLE['7'] == 31 && BASE32_TABLE
 
 // How many digits carry `bytes` bytes.
 constexpr unsigned int base32Digits(unsigned int bytes) { return (bytes * 8 + 4) / 5; }
-
-void encodeBase32Group(const unsigned char* bytes, char* text) {
-    std::uint64_t bits = loadBigEndian(bytes, kBase32GroupBytes);
-    for (unsigned int i = kBase32GroupChars; i-- > 0; bits >>= 5)
-        text[i] = kBase32Alphabet[bits & 31];
-}
 
 // How many bytes a group carries. Pads are looked for where a shorter group would have its first.
 unsigned int base32Bytes(const unsigned char (&values)[kBase32GroupChars]) {
@@ -278,16 +272,21 @@ unsigned int ContentCoding::computeBase32Size(unsigned int n) {
 bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int len,
                                         StringBuffer& out) {
     if (!data) return true;
+    const auto& kernels = contentcoding::kernels();
     StagingWriter<ToText, kBase32FlushChars + kBase32GroupChars> text(ToText{out});
-    for (; len >= kBase32GroupBytes; data += kBase32GroupBytes, len -= kBase32GroupBytes) {
-        encodeBase32Group(data, text.extend(kBase32GroupChars));
+    while (len >= kBase32GroupBytes) {  // as many groups as lead to a flush
+        const unsigned int n =
+            std::min(len / kBase32GroupBytes, kBase32FlushChars / kBase32GroupChars + 1);
+        kernels.encodeBase32(data, n, text.extend(n * kBase32GroupChars));
+        data += std::size_t{n} * kBase32GroupBytes;
+        len -= n * kBase32GroupBytes;
         if (!text.flushAbove(kBase32FlushChars)) return false;
     }
     if (len > 0) {
         unsigned char group[kBase32GroupBytes] = {};
         std::memcpy(group, data, len);
         char* const chars = text.extend(kBase32GroupChars);
-        encodeBase32Group(group, chars);
+        kernels.encodeBase32(group, 1, chars);
         std::fill(chars + base32Digits(len), chars + kBase32GroupChars, '=');
     }
     return text.finish();
@@ -295,11 +294,22 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
 
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
     if (!text) return true;
+    const char* const end = text + std::strlen(text);
     StagingWriter<ToBytes, kBase32FlushBytes + kBase32GroupBytes> bytes(ToBytes{out});
     while (true) {
+        // Whole groups of digits, as many as lead to a flush.
+        const std::size_t toFlush = (kBase32FlushBytes - bytes.held()) / kBase32GroupBytes + 1;
+        const std::size_t left = static_cast<std::size_t>(end - text) / kBase32GroupChars;
+        const std::size_t done = contentcoding::kernels().decodeBase32(
+            text, std::min(toFlush, left), reinterpret_cast<unsigned char*>(bytes.next()));
+        bytes.extend(static_cast<unsigned int>(done * kBase32GroupBytes));
+        text += done * kBase32GroupChars;
+        if (!bytes.flushAbove(kBase32FlushBytes)) return false;
+        if (done == toFlush) continue;
+
         unsigned char values[kBase32GroupChars];
         unsigned int n = 0;
-        for (; n < kBase32GroupChars && *text; ++text) {
+        for (; n < kBase32GroupChars && text != end; ++text) {
             if (!isWhiteSpace(*text))
                 values[n++] = BASE32_TABLE[static_cast<unsigned char>(*text) & 0x7F];
         }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "codec/kernels/Kernels.h"
 #include "support/Ascii.h"
 #include "support/DataBuffer.h"
 #include "support/Log.h"
@@ -74,6 +75,13 @@ public:
         put({escape, sizeof escape});
     }
 
+    // Where a kernel may write room() characters, and its slack behind; it has written `n`.
+    char* next() { return m_block + m_held; }
+    void advance(std::size_t n) {
+        m_held += static_cast<unsigned int>(n);
+        if (m_held == Capacity) flush();
+    }
+
     // ---- For coders that never split a group: they ask for a flush between groups ----
 
     // Room for `n` more characters, which the caller writes; held() + n must not exceed Capacity.
@@ -101,7 +109,7 @@ private:
     Sink m_sink;
     bool m_ok = true;
     unsigned int m_held = 0;
-    char m_block[Capacity];
+    char m_block[Capacity + kSlack];
 };
 
 }  // namespace contentcoding

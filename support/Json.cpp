@@ -75,11 +75,11 @@ const JsonItem& JsonContainer::itemNamed(std::string_view name) const {
 const JsonItem& JsonContainer::itemAtPath(std::string_view path) const {
     const JsonItem* item = &itemNamed(takeName(path));
     while (!path.empty()) {
-        const bool isIndex = path.front() == '[';
+        const char next = path.front();
         path.remove_prefix(1);
-        if (isIndex && item->type == kJsonArray)
+        if (next == '[' && item->type == kJsonArray)
             item = &item->nested->itemAt(takeIndex(path));
-        else if (!isIndex && item->type == kJsonObject)
+        else if (next == '.' && item->type == kJsonObject)
             item = &item->nested->itemNamed(takeName(path));
         else
             return kNoItem;
@@ -303,6 +303,7 @@ private:
     alignas(json::SizeType) char m_bytes[kBytes];
 };
 
+constexpr const char* kEscape = "a valid escape (control characters need one)";
 constexpr const char* kEndOfDocument = "the end of the document";
 
 const char* expectedFor(json::ParseErrorCode code) {
@@ -322,7 +323,7 @@ const char* expectedFor(json::ParseErrorCode code) {
         case json::kParseErrorStringUnicodeSurrogateInvalid:
             return kSurrogatePair;
         case json::kParseErrorStringEscapeInvalid:
-            return "a valid escape (control characters need one)";
+            return kEscape;
         case json::kParseErrorStringMissQuotationMark:
             return "a closing quotation mark";
         case json::kParseErrorNumberTooBig:
@@ -356,7 +357,15 @@ std::size_t findDigitRun(std::string_view text) {
     return std::string_view::npos;
 }
 
-// Where the text stops being UTF-8; its size when it does not.
+// Whether one of eight ASCII characters is a control character from 0x18 up.
+bool hasHighControl(std::uint64_t eight) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    const std::uint64_t zeroFor = (eight & 0xF8 * kOnes) ^ 0x18 * kOnes;
+    return ((zeroFor - kOnes) & ~zeroFor & 0x80 * kOnes) != 0;
+}
+
+// Where the text stops being UTF-8, or has a control character from 0x18 up, which the parser may
+// overlook in a string; its size when nothing is wrong.
 std::size_t findIllFormed(std::string_view text) {
     const auto* const p = reinterpret_cast<const unsigned char*>(text.data());
     std::size_t i = 0;
@@ -364,13 +373,13 @@ std::size_t findIllFormed(std::string_view text) {
         std::uint64_t eight = 0;
         if (text.size() - i >= sizeof eight) {
             std::memcpy(&eight, p + i, sizeof eight);
-            if ((eight & 0x8080808080808080) == 0) {
+            if ((eight & 0x8080808080808080) == 0 && !hasHighControl(eight)) {
                 i += sizeof eight;
                 continue;
             }
         }
         const Decoded c = decodeUtf8(p + i, static_cast<unsigned int>(text.size() - i));
-        if (c.character == kIllFormed) break;
+        if (c.character == kIllFormed || (c.character >= 0x18 && c.character < 0x20)) break;
         i += c.length;
     }
     return i;
@@ -428,7 +437,7 @@ JsonDocument* makeDocument(std::string_view text, const JsonContainer*& root, Pl
     const bool parsed = parse(copy, builder, fault);
     if (!parsed && !fault.expected) return nullptr;
     if (utf8 < text.size() && fault.offset == utf8)
-        fault.expected = "UTF-8";
+        fault.expected = static_cast<unsigned char>(text[utf8]) < 0x20 ? kEscape : "UTF-8";
     else if (parsed && fault.offset < text.size())
         fault.expected = kEndOfDocument;
     if (fault.expected) return nullptr;
@@ -469,6 +478,7 @@ ClsJsonObject::~ClsJsonObject() = default;
 ClsJsonObject* ClsJsonObject::createNewCls() { return new (std::nothrow) ClsJsonObject; }
 
 bool ClsJsonObject::loadJson(const DataBuffer& json, LogBase& log) {
+    if (isPart()) return false;
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     std::string_view text(reinterpret_cast<const char*>(json.getData2()), json.getSize());
     if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
@@ -499,7 +509,7 @@ bool ClsJsonObject::hasMember(const char* name, LogBase&) const {
 }
 
 ClsJsonObject* ClsJsonObject::objectOf(const char* path, LogBase& log) const {
-    const contentcoding::JsonItem& item = itemAtPath(path ? path : "");
+    const contentcoding::JsonItem& item = path ? itemAtPath(path) : itemAt(-1);
     if (item.type == contentcoding::kJsonObject) {
         item.nested->incRefCount();
         return static_cast<ClsJsonObject*>(item.nested);

@@ -98,14 +98,15 @@ public:
     // An object without members; the caller holds the only reference. Null when memory is short.
     static ClsJsonObject* createNewCls();
 
-    // Replaces the members by those of the document that `json` holds.
+    // Replaces the members by those of the document that `json` holds. For objects that were made
+    // by createNewCls: one that is nested in a document does not change, and the result is false.
     //   json     UTF-8, with or without a byte-order mark; an object, in at most 1000 levels of
     //            objects and arrays, this one included. Nothing but white space follows it.
     //            A name or a string ends at its first U+0000, written as an escape.
     //   returns  false, with the object unchanged, when `json` is anything else, or has a number
-    //            that is too large for a double, such as 1e309, or 100,000,000 digits in a row;
-    //            when memory is short, which it always is for more than 178 million members and
-    //            elements of objects and arrays that are open at once
+    //            with an exponent, of the first digit, above 308, or 100,000,000 digits in a row
+    //            anywhere; when memory is short, which it always is for more than 178 million
+    //            members and elements of objects and arrays that are open at once
     //   log      what was expected, and where, as fault() tells; nothing when memory is short
     //   source   RFC 8259; a lone surrogate (section 8.2) is a fault
     bool loadJson(const DataBuffer& json, LogBase& log);

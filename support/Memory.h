@@ -75,6 +75,14 @@ public:
         return true;
     }
 
+    // Appends `n` bytes of unspecified values, and returns where they are; null, and nothing
+    // changed, when there is no room.
+    char* extend(unsigned int n) {
+        if (!reserve(n)) return nullptr;
+        m_size += n;
+        return m_bytes + (m_size - n);
+    }
+
     // Cuts to `n` bytes; `n` must not exceed size().
     void truncate(unsigned int n) { m_size = n; }
 

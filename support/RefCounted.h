@@ -22,8 +22,10 @@ public:
 
 protected:
     RefCountedObject() = default;
-    explicit RefCountedObject(RefCountedObject* whole) : m_whole(whole) {}
+    explicit RefCountedObject(RefCountedObject * whole) : m_whole(whole) {}
     virtual ~RefCountedObject();
+
+    bool isPart() const { return m_whole != nullptr; }
 
 private:
     RefCountedObject& counted() { return m_whole ? *m_whole : *this; }

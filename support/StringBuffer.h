@@ -51,6 +51,15 @@ public:
         return m_storage.append(data, n) && terminated();
     }
 
+    // Appends `n` bytes of unspecified values, and returns where they are, to be written before the
+    // buffer next changes. Null, with nothing appended, when there is no room for them, or `n` is 0
+    // and the buffer never held anything.
+    char* extend(unsigned int n) {
+        char* const bytes = m_storage.extend(n);
+        terminated();
+        return bytes;
+    }
+
     bool appendChar(char c) { return appendN(&c, 1); }
     bool appendCharN(char c, unsigned int count);
 

@@ -15,8 +15,11 @@ public:
     XString() = default;
 
     // Copies are empty when memory is short.
-    XString(const XString&) = default;
-    XString& operator=(const XString&) = default;
+    XString(const XString& other) { setFromUtf8(other.getUtf8()); }
+    XString& operator=(const XString& other) {
+        if (this != &other) *this = XString(other);
+        return *this;
+    }
     XString(XString &&) noexcept = default;
     XString& operator=(XString&&) noexcept = default;
     ~XString() = default;
@@ -35,8 +38,8 @@ public:
     // The same for the first `n` bytes of `text`, none of which is NUL.
     bool setFromUtf8N(const char* text, unsigned int n);
 
-    // Turns every character into its upper-case form where that is a single character, whatever
-    // the locale: "ß" stays, "i" becomes "I".
+    // Turns every character into its simple upper-case form, a single character, whatever the
+    // locale: "ß" stays, "i" becomes "I".
     //   source   the Unicode Standard, section 4.2 (simple case mapping)
     bool toUpperCase();
 

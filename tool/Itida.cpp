@@ -1,6 +1,7 @@
 #include "tool/Itida.h"
 
 #include <memory>
+#include <new>
 
 #include "support/Json.h"
 #include "tool/Convert.h"
@@ -28,7 +29,7 @@ void canonicalize(bool firstDocument, const FileArguments& files) {
     DataBuffer json, canonical;
     json.takeData(reinterpret_cast<unsigned char*>(bytes), size);
     LogText log;
-    if (firstDocument) log.m_options.append("ItidaCanonFirstDoc");
+    if (firstDocument && !log.m_options.append("ItidaCanonFirstDoc")) throw std::bad_alloc();
     if (!ContentCoding::canonicalizeItida(json, canonical, log)) {
         std::string why;
         if (log.text().containsSubstring("(1)")) why = whyNotLoaded(json);

@@ -1,7 +1,27 @@
-#include "codec/kernels/Kernels.h"
+#include "codec/kernels/Scalar.h"
 
-namespace contentcoding {
+#include <cstdint>
+#include <cstring>
+
+namespace contentcoding::scalar {
 namespace {
+
+constexpr unsigned char kNoDigit32 = 0xFF;
+
+struct Base32Values {
+    unsigned char of[256];
+};
+
+constexpr Base32Values kBase32Values = [] {
+    Base32Values values{};
+    for (unsigned char& value : values.of)
+        value = kNoDigit32;
+    for (unsigned char v = 0; v < 32; ++v)
+        values.of[static_cast<unsigned char>(kBase32Alphabet[v])] = v;
+    return values;
+}();
+
+}  // namespace
 
 // aaaaaabb bbbbcccc ccdddddd  ->  00aaaaaa 00bbbbbb 00cccccc 00dddddd
 void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* alphabet,
@@ -16,23 +36,112 @@ void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* al
 }
 
 // 00aaaaaa 00bbbbbb 00cccccc 00dddddd  ->  aaaaaabb bbbbcccc ccdddddd
-std::size_t decodeBase64(const char* text, std::size_t quanta, const unsigned char* values,
-                         unsigned char* bytes) {
-    for (std::size_t done = 0; done < quanta; ++done, text += 4, bytes += 3) {
-        const unsigned int a = values[static_cast<unsigned char>(text[0])];
-        const unsigned int b = values[static_cast<unsigned char>(text[1])];
-        const unsigned int c = values[static_cast<unsigned char>(text[2])];
-        const unsigned int d = values[static_cast<unsigned char>(text[3])];
-        if ((a | b | c | d) > 63) return done;
-        bytes[0] = static_cast<unsigned char>(a << 2 | b >> 4);
-        bytes[1] = static_cast<unsigned char>(b << 4 | c >> 2);
-        bytes[2] = static_cast<unsigned char>(c << 6 | d);
+Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
+                      unsigned char* bytes) {
+    Progress done{0, 0};
+    while (n - done.read >= 4) {
+        const char* const p = text + done.read;
+        const unsigned int a = values.of[static_cast<unsigned char>(p[0])];
+        const unsigned int b = values.of[static_cast<unsigned char>(p[1])];
+        const unsigned int c = values.of[static_cast<unsigned char>(p[2])];
+        const unsigned int d = values.of[static_cast<unsigned char>(p[3])];
+        if ((a | b | c | d) > 63) {
+            const Progress one = decodeQuantum(p, n - done.read, values, bytes + done.written);
+            if (one.read == 0) break;
+            done.read += one.read;
+            done.written += one.written;
+            continue;
+        }
+        bytes[done.written] = static_cast<unsigned char>(a << 2 | b >> 4);
+        bytes[done.written + 1] = static_cast<unsigned char>(b << 4 | c >> 2);
+        bytes[done.written + 2] = static_cast<unsigned char>(c << 6 | d);
+        done.read += 4;
+        done.written += 3;
     }
-    return quanta;
+    return done;
 }
 
-}  // namespace
+Progress decodeQuantum(const char* text, std::size_t n, const Base64Values& values,
+                       unsigned char* bytes) {
+    unsigned int bits = 0, digits = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const unsigned int value = values.of[static_cast<unsigned char>(text[i])];
+        if (value > 63) continue;
+        bits = bits << 6 | value;
+        if (++digits < 4) continue;
+        bytes[0] = static_cast<unsigned char>(bits >> 16);
+        bytes[1] = static_cast<unsigned char>(bits >> 8);
+        bytes[2] = static_cast<unsigned char>(bits);
+        return {i + 1, 3};
+    }
+    return {0, 0};
+}
 
-constexpr Kernels kScalarKernels = {"portable", encodeBase64, decodeBase64};
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is) {
+    std::size_t i = 0;
+    while (i < n && is.is[p[i]])
+        ++i;
+    return i;
+}
 
-}  // namespace contentcoding
+Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
+                std::size_t room) {
+    Progress done{0, 0};
+    while (done.read < n) {
+        const Escapes::Entry& entry = escapes.of[bytes[done.read]];
+        if (entry.length == 0 || entry.length > room - done.written) break;
+        std::memcpy(text + done.written, entry.text, sizeof entry.text);
+        done.written += entry.length;
+        ++done.read;
+    }
+    return done;
+}
+
+Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
+                  std::size_t room) {
+    Progress done{0, 0};
+    while (done.read < n && done.written < room) {
+        const char* const p = text + done.read;
+        const auto c = static_cast<unsigned char>(*p);
+        if (unescapes.length[c] == Unescapes::kEscape) {
+            if (n - done.read < 3) break;
+            const unsigned int byte = unescapes.escaped(p);
+            if (byte > 0xFF) break;
+            bytes[done.written++] = static_cast<char>(byte);
+            done.read += 3;
+        } else {
+            bytes[done.written] = static_cast<char>(unescapes.text[c]);
+            done.written += unescapes.length[c];
+            ++done.read;
+        }
+    }
+    return done;
+}
+
+void encodeBase32(const unsigned char* bytes, std::size_t groups, char* text) {
+    for (; groups > 0; --groups, bytes += 5, text += 8) {
+        std::uint64_t bits = 0;
+        for (unsigned int i = 0; i < 5; ++i)
+            bits = bits << 8 | bytes[i];
+        for (unsigned int i = 0; i < 8; ++i)
+            text[i] = kBase32Alphabet[bits >> (35 - 5 * i) & 31];
+    }
+}
+
+std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* bytes) {
+    for (std::size_t done = 0; done < groups; ++done, text += 8, bytes += 5) {
+        std::uint64_t bits = 0;
+        unsigned int all = 0;
+        for (unsigned int i = 0; i < 8; ++i) {
+            const unsigned char value = kBase32Values.of[static_cast<unsigned char>(text[i])];
+            bits = bits << 5 | value;
+            all |= value;
+        }
+        if (all > 31) return done;
+        for (unsigned int i = 0; i < 5; ++i)
+            bytes[i] = static_cast<unsigned char>(bits >> (32 - 8 * i));
+    }
+    return groups;
+}
+
+}  // namespace contentcoding::scalar

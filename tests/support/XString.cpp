@@ -15,6 +15,14 @@ TEST(XString, HoldsAText) {
         EXPECT_STREQ(text.getUtf8(), held.c_str());
         EXPECT_EQ(text.isEmpty(), held.empty());
     }
+    for (const std::string& held : {"abc"s, x(40), ""s}) {
+        text.setFromUtf8(held.c_str());
+        const XString copy(text);
+        XString assigned;
+        assigned = text;
+        EXPECT_STREQ(copy.getUtf8(), held.c_str());
+        EXPECT_STREQ(assigned.getUtf8(), held.c_str());
+    }
     EXPECT_TRUE(text.setFromUtf8(nullptr));
     EXPECT_TRUE(text.isEmpty());
 }

@@ -1,0 +1,23 @@
+#ifndef CODEC_KERNELS_AVX2_H
+#define CODEC_KERNELS_AVX2_H
+
+#include "codec/kernels/Kernels.h"
+
+// Private: the kernels for AVX2.
+
+namespace contentcoding::avx2 {
+
+void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* alphabet, char* text);
+Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
+                      unsigned char* bytes);
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
+Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
+                std::size_t room);
+Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
+                  std::size_t room);
+void encodeBase32(const unsigned char* bytes, std::size_t groups, char* text);
+std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* bytes);
+
+}  // namespace contentcoding::avx2
+
+#endif

@@ -1,0 +1,27 @@
+#ifndef CODEC_KERNELS_SCALAR_H
+#define CODEC_KERNELS_SCALAR_H
+
+#include "codec/kernels/Kernels.h"
+
+// Private: the portable kernels, which the others leave to what they do not do themselves.
+
+namespace contentcoding::scalar {
+
+void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* alphabet, char* text);
+Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
+                      unsigned char* bytes);
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
+Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
+                std::size_t room);
+Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
+                  std::size_t room);
+void encodeBase32(const unsigned char* bytes, std::size_t groups, char* text);
+std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* bytes);
+
+// Decodes one quantum, skipping what is no digit; nothing when the text ends in it.
+Progress decodeQuantum(const char* text, std::size_t n, const Base64Values& values,
+                       unsigned char* bytes);
+
+}  // namespace contentcoding::scalar
+
+#endif
