@@ -155,9 +155,10 @@ public:
     }
     std::string_view view() const { return {m_text, m_size}; }
 
-    // One by one: a buffer that has no room for all keeps those that it had room for.
+    // A buffer that has no room for all keeps those that it had room for.
     bool appendTo(StringBuffer& out) const {
-        return std::all_of(m_text, m_text + m_size, [&](char c) { return out.appendChar(c); });
+        return out.appendN(m_text, static_cast<unsigned int>(m_size)) ||
+               std::all_of(m_text, m_text + m_size, [&](char c) { return out.appendChar(c); });
     }
 
 private:

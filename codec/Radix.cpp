@@ -212,10 +212,49 @@ constexpr ByteClass kAllowedIn85 = byteClass([](unsigned char b) {
     return (b >= '!' && b <= 'u') || b == 'z' || isWhiteSpace(static_cast<char>(b));
 });
 
-// The five base-85 digits of `value`, most significant first. 85^5 exceeds 2^32.
+// The five base-85 digits of `value`, most significant first. 85^5 exceeds 2^32. Two digits at a
+// time keep the chain of divisions short.
 void encodeAscii85Group(std::uint32_t value, char* text) {
-    for (unsigned int i = kAscii85GroupChars; i-- > 0; value /= 85)
-        text[i] = static_cast<char>(kFirstDigit85 + static_cast<int>(value % 85));
+    constexpr std::uint32_t kPair = 85 * 85;
+    const auto digit = [](std::uint32_t v) {
+        return static_cast<char>(static_cast<std::uint32_t>(kFirstDigit85) + v);
+    };
+    const std::uint32_t head = value / kPair, last = value % kPair;
+    const std::uint32_t middle = head % kPair;
+    text[0] = digit(head / kPair);
+    text[1] = digit(middle / 85);
+    text[2] = digit(middle % 85);
+    text[3] = digit(last / 85);
+    text[4] = digit(last % 85);
+}
+
+// The value of a digit; above 84 for white space and "z".
+constexpr auto kAscii85Value = [] {
+    std::array<unsigned char, 256> values{};
+    values.fill(0xFF);
+    for (unsigned char v = 0; v < 85; ++v)
+        values[static_cast<unsigned char>(kFirstDigit85 + v)] = v;
+    return values;
+}();
+
+// Takes the whole groups of digits in front that are not too large, `most` at most, and returns how
+// many there were. All else is for the caller.
+unsigned int decodeAscii85Groups(std::string_view& text, unsigned int most, char* bytes) {
+    unsigned int groups = 0;
+    for (; groups < most && text.size() >= kAscii85GroupChars; ++groups) {
+        std::uint64_t value = 0;
+        unsigned int all = 0;
+        for (unsigned int i = 0; i < kAscii85GroupChars; ++i) {
+            const unsigned char digit = kAscii85Value[static_cast<unsigned char>(text[i])];
+            value = value * 85 + digit;
+            all |= digit;
+        }
+        if (all > 0x7F || value > 0xFFFFFFFF) break;
+        for (unsigned int i = 0; i < kAscii85GroupBytes; ++i)
+            *bytes++ = static_cast<char>(value >> (24 - 8 * i));
+        text.remove_prefix(kAscii85GroupChars);
+    }
+    return groups;
 }
 
 // What is left of the text without white space in front and without its frame; false when it has
@@ -436,7 +475,11 @@ bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, Log
     }
     StagingWriter<ToBytes, kAscii85FlushAbove + kAscii85GroupBytes> bytes(ToBytes{out});
     while (!rest.empty()) {
-        if (rest[0] == 'z') {
+        const unsigned int toFlush = (kAscii85FlushAbove - bytes.held()) / kAscii85GroupBytes + 1;
+        const unsigned int groups = decodeAscii85Groups(rest, toFlush, bytes.next());
+        if (groups > 0) {
+            bytes.extend(groups * kAscii85GroupBytes);
+        } else if (rest[0] == 'z') {
             std::memset(bytes.extend(kAscii85GroupBytes), 0, kAscii85GroupBytes);
             rest.remove_prefix(1);
         } else {
@@ -470,12 +513,16 @@ bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& 
     if (!data) return true;
     const auto* p = static_cast<const unsigned char*>(data);
     StagingWriter<ToText, kEdaFlushAbove + 3> text(ToText{out});
-    for (; len >= 2; p += 2, len -= 2) {
-        const unsigned int value = p[0] * 256u + p[1];
-        char* const digits = text.extend(3);
-        digits[0] = kEdaAlphabet[value / (kEdaBase * kEdaBase)];
-        digits[1] = kEdaAlphabet[value / kEdaBase % kEdaBase];
-        digits[2] = kEdaAlphabet[value % kEdaBase];
+    while (len >= 2) {  // as many groups as lead to a flush
+        const unsigned int groups = std::min(len / 2, kEdaFlushAbove / 3 + 1);
+        char* digits = text.extend(groups * 3);
+        for (unsigned int i = 0; i < groups; ++i, p += 2, digits += 3) {
+            const unsigned int value = p[0] * 256u + p[1], last = value % (kEdaBase * kEdaBase);
+            digits[0] = kEdaAlphabet[value / (kEdaBase * kEdaBase)];
+            digits[1] = kEdaAlphabet[last / kEdaBase];
+            digits[2] = kEdaAlphabet[last % kEdaBase];
+        }
+        len -= groups * 2;
         (void)text.flushAbove(kEdaFlushAbove);  // this coder does not look at its destination
     }
     if (len > 0) {
@@ -489,9 +536,22 @@ bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& 
 
 bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& out) {
     if (!text) return true;
-    for (; len >= 3; text += 3, len -= 3)
-        out.appendUint16_be(static_cast<unsigned short>(
-            (edaValue(text[0]) * kEdaBase + edaValue(text[1])) * kEdaBase + edaValue(text[2])));
+    const auto take = [&text, &len] {
+        const unsigned int value =
+            (edaValue(text[0]) * kEdaBase + edaValue(text[1])) * kEdaBase + edaValue(text[2]);
+        text += 3;
+        len -= 3;
+        return value;
+    };
+    if (unsigned char* bytes = out.extend(len / 3 * 2)) {
+        for (; len >= 3; bytes += 2) {
+            const unsigned int value = take();
+            bytes[0] = static_cast<unsigned char>(value >> 8);
+            bytes[1] = static_cast<unsigned char>(value);
+        }
+    }
+    while (len >= 3)  // without room for all, as many as there is room for
+        out.appendUint16_be(static_cast<unsigned short>(take()));
     if (len == 2)
         out.appendChar(
             static_cast<unsigned char>(edaValue(text[0]) * kEdaBase + edaValue(text[1])));

@@ -39,6 +39,13 @@ public:
     bool append(const void* data, unsigned int n) { return m_storage.append(data, n); }
     bool appendChar(unsigned char b) { return m_storage.append(&b, 1); }
 
+    // Appends `n` bytes of unspecified values, and returns where they are, to be written before the
+    // buffer next changes. Null, with nothing appended, when there is no room for them, or `n` is 0
+    // and the buffer never held anything.
+    unsigned char* extend(unsigned int n) {
+        return reinterpret_cast<unsigned char*>(m_storage.extend(n));
+    }
+
     // Appends a NUL-terminated text without its terminator.
     bool appendStr(const char* text);
 

@@ -31,9 +31,10 @@ bool isUsual(const char* alphabet) {
 // the entry 1 to 12 that is the value less 51 for the others.
 __m256i digitOffsets(const char* alphabet) {
     constexpr char kLower = 'a' - 26, kDigit = '0' - 52;
-    return twice(_mm_setr_epi8(kLower, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit,
-                               kDigit, kDigit, kDigit, static_cast<char>(alphabet[62] - 62),
-                               static_cast<char>(alphabet[63] - 63), 'A', 0, 0));
+    __m128i offsets = _mm_setr_epi8(kLower, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit,
+                                    kDigit, kDigit, kDigit, 0, 0, 'A', 0, 0);
+    offsets = _mm_insert_epi8(offsets, alphabet[62] - 62, 11);
+    return twice(_mm_insert_epi8(offsets, alphabet[63] - 63, 12));
 }
 
 void encodeBlock(const unsigned char* bytes, __m256i offsets, char* text) {

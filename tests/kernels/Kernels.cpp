@@ -9,6 +9,7 @@
 
 using contentcoding::Base64Values;
 using contentcoding::Kernels;
+using contentcoding::Progress;
 
 namespace {
 
@@ -197,6 +198,74 @@ TEST_P(KernelTest, MeasuresRuns) {
         const auto byte = static_cast<unsigned char>(b);
         for (const auto& is : classes)
             EXPECT_EQ(GetParam()->runLength(&byte, 1, is), is.is[b]) << b;
+    }
+}
+
+namespace {
+
+constexpr auto kKept = contentcoding::byteClass([](unsigned char b) {
+    return (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z') || (b >= '0' && b <= '9');
+});
+constexpr auto kEscapes = [] {
+    auto escapes = contentcoding::escapesExcept(kKept);
+    escapes.of[0].length = 0;
+    escapes.of[' '] = {{'_'}, 1};
+    return escapes;
+}();
+constexpr auto kUnescapes = [] {
+    auto unescapes = contentcoding::unescapesExcept(kKept);
+    unescapes.text['_'] = ' ';
+    unescapes.length['_'] = 1;
+    unescapes.lowest = 1;
+    unescapes.count = 255;
+    return unescapes;
+}();
+
+}  // namespace
+
+// Runs of each length, dense and rare escapes, every room, and the bytes that stop.
+TEST_P(KernelTest, WritesAndReadsEscapes) {
+    const auto unitOf = [](char c) {
+        const auto& entry = kEscapes.of[static_cast<unsigned char>(c)];
+        return std::string(entry.text, entry.length);
+    };
+    const std::string random = noise(kLongest);
+    for (std::size_t n = 0; n <= kLongest; ++n) {
+        std::string bytes;
+        for (std::size_t i = 0; i < n; ++i) {
+            const auto b = static_cast<unsigned char>(random[i]);
+            bytes += b % (n % 7 + 1) == 0 ? static_cast<char>(b | 1) : i % 9 == 4 ? ' ' : 'x';
+        }
+        std::string text;
+        for (const char c : bytes)
+            text += unitOf(c);
+        // Where the room is short, or a byte stops the coder, what was written is the start.
+        for (const std::size_t room : {text.size(), text.size() / 2, std::size_t{0}}) {
+            const std::string stopped = bytes + '\0' + "abc";
+            everywhere(stopped, room + contentcoding::kSlack,
+                       [&](const unsigned char* in, unsigned char* out) {
+                           const Progress done =
+                               GetParam()->escape(in, stopped.size(), kEscapes, chars(out), room);
+                           ASSERT_EQ(std::string(chars(out), done.written),
+                                     text.substr(0, done.written));
+                           ASSERT_GT(done.written + (done.read == n ? 1 : 3), room);
+                           std::size_t written = 0;
+                           for (std::size_t i = 0; i < done.read; ++i)
+                               written += unitOf(bytes[i]).size();
+                           ASSERT_EQ(written, done.written);
+                       });
+        }
+        for (const char* end : {"=0g", "=00", "=A", "="}) {
+            const std::string whole = text + "?" + end;  // what is neither kept nor an escape goes
+            everywhere(
+                whole, n + contentcoding::kSlack, [&](const unsigned char* in, unsigned char* out) {
+                    const Progress done =
+                        GetParam()->unescape(chars(in), whole.size(), kUnescapes, chars(out), n);
+                    ASSERT_EQ(std::string(chars(out), done.written), bytes);
+                    ASSERT_GE(done.read, text.size());
+                    ASSERT_LE(done.read, text.size() + 1);
+                });
+        }
     }
 }
 

@@ -1,0 +1,17 @@
+#ifndef CODEC_KERNELS_NEON_H
+#define CODEC_KERNELS_NEON_H
+
+#include "codec/kernels/Kernels.h"
+
+// Private: the kernels for 64-bit ARM, where NEON is always there.
+
+namespace contentcoding::neon {
+
+void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* alphabet, char* text);
+Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
+                      unsigned char* bytes);
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
+
+}  // namespace contentcoding::neon
+
+#endif
