@@ -1,81 +1,75 @@
-// Base64 against a copy of the same bytes: both ways, unwrapped and in lines of 76, into
-// destinations that have grown already.
-#include <benchmark/benchmark.h>
-
-#include <cstring>
-#include <string>
-
-#include "codec/ContentCoding.h"
+// Base64 both ways, unwrapped and in lines of 76 characters, and the tests for it.
+#include "bench/Harness.h"
+#include "bench/Inputs.h"
 
 namespace {
 
-std::string noise(std::size_t n) {
-    std::string bytes(n, '\0');
-    unsigned int state = 12345;
-    for (char& b : bytes)
-        b = static_cast<char>((state = state * 1103515245u + 12345u) >> 16);
-    return bytes;
-}
+using namespace bench;
 
-void count(benchmark::State& state, std::size_t bytes) {
-    state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * state.iterations());
-}
+constexpr std::size_t kLineChars = 76;
+constexpr std::size_t kLineBytes = kLineChars / 4 * 3;
 
-void copy(benchmark::State& state) {
-    const std::string bytes = noise(static_cast<std::size_t>(state.range(0)));
-    std::string to(bytes.size(), '\0');
-    for (auto _ : state) {
-        std::memcpy(to.data(), bytes.data(), bytes.size());
-        benchmark::DoNotOptimize(to.data());
-        benchmark::ClobberMemory();
-    }
-    count(state, bytes.size());
-}
-
-using Encode = bool (*)(const std::string& bytes, StringBuffer& text);
-
-bool unwrapped(const std::string& bytes, StringBuffer& text) {
-    return ContentCoding::encodeBase64_noCrLf(bytes.data(), static_cast<unsigned int>(bytes.size()),
-                                              text);
-}
-
-bool wrapped(const std::string& bytes, StringBuffer& text) {
-    return ContentCoding().encodeBase64(bytes.data(), static_cast<unsigned int>(bytes.size()),
-                                        text);
-}
-
-void encode(benchmark::State& state, Encode encoder) {
-    const std::string bytes = noise(static_cast<std::size_t>(state.range(0)));
+// Text of `size` characters, in whole groups, and with CRLF in whole lines if there is room for
+// one.
+std::string unwrapped(std::size_t size) {
     StringBuffer text;
-    for (auto _ : state) {
-        text.weakClear();
-        benchmark::DoNotOptimize(encoder(bytes, text));
-    }
-    count(state, bytes.size());
+    ContentCoding::encodeBase64_noCrLf(noise(size).data(), static_cast<unsigned int>(size / 4 * 3),
+                                       text);
+    return std::string(text.view());
 }
 
-void decode(benchmark::State& state, Encode encoder) {
+std::string wrapped(std::size_t size) {
+    const std::size_t lines = size / (kLineChars + 2);
+    if (lines == 0) return unwrapped(size - 4) + "\r\n";
     StringBuffer text;
-    encoder(noise(static_cast<std::size_t>(state.range(0))), text);
-    for (auto _ : state) {
-        unsigned int n = 0;
-        unsigned char* const bytes =
-            ContentCoding::decodeBase64(text.getString(), text.getSize(), &n);
-        benchmark::DoNotOptimize(bytes);
-        delete[] bytes;
+    ContentCoding().encodeBase64(noise(size).data(), static_cast<unsigned int>(lines * kLineBytes),
+                                 text);
+    return std::string(text.view());
+}
+
+// One character in a hundred, on the average, is no digit; the one in the middle always is not.
+std::string withJunk(std::size_t size) {
+    constexpr std::string_view kJunk = "!\"#$%&'(),. ~\t";
+    Noise random;
+    std::string text;
+    const std::string digits = unwrapped(size * 98 / 100);
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        if (random.below(100) == 0 || i == digits.size() / 2)
+            text += kJunk[random.below(kJunk.size())];
+        text += digits[i];
     }
-    count(state, text.getSize());
+    return text;
 }
 
-void sizes(benchmark::internal::Benchmark* benchmark) {
-    for (const int n : {64, 1024, 65536, 1048576})
-        benchmark->Arg(n);
+std::string_view answer(bool yes) { return yes ? "yes" : std::string_view(); }
+
+void decode(const char* name, MakeInput input) {
+    ours({"Base64", name, std::move(input)}, toBytes([](std::string_view in, DataBuffer& out) {
+             ContentCoding::decodeBase64ToDb(in.data(), size32(in), out);
+         }));
 }
 
-BENCHMARK(copy)->Apply(sizes);
-BENCHMARK_CAPTURE(encode, unwrapped, unwrapped)->Apply(sizes);
-BENCHMARK_CAPTURE(encode, wrapped, wrapped)->Apply(sizes);
-BENCHMARK_CAPTURE(decode, unwrapped, unwrapped)->Apply(sizes);
-BENCHMARK_CAPTURE(decode, wrapped, wrapped)->Apply(sizes);
+void add() {
+    ours({"Base64", "encode-unwrapped", noise}, toText([](std::string_view in, StringBuffer& out) {
+             ContentCoding::encodeBase64_noCrLf(in.data(), size32(in), out);
+         }));
+    ours({"Base64", "encode-url-safe", noise}, toText([](std::string_view in, StringBuffer& out) {
+             ContentCoding::encodeModBase64_noCrLf(in.data(), size32(in), out);
+         }));
+    ours({"Base64", "encode-76-columns", noise}, toText([](std::string_view in, StringBuffer& out) {
+             ContentCoding().encodeBase64(in.data(), size32(in), out);
+         }));
+    decode("decode-clean", unwrapped);
+    decode("decode-76-columns", wrapped);
+    decode("decode-1%-junk", withJunk);
+    ours({"Base64", "isBase64", wrapped}, [log = LogNull()](std::string_view in) mutable {
+        return answer(ContentCoding().isBase64(in.data(), size32(in), log));
+    });
+    ours({"Base64", "validateBase64", wrapped}, [](std::string_view in) {
+        return answer(ContentCoding().validateBase64(in.data(), size32(in)));
+    });
+}
+
+const Source kSource(add);
 
 }  // namespace

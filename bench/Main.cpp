@@ -1,0 +1,28 @@
+#include <malloc.h>
+
+#include <vector>
+
+#include "bench/Harness.h"
+
+// The options of Google Benchmark are taken; --benchmark_filter selects rows by names such as
+// "Base64/decode/64K".
+int main(int argc, char** argv) {
+    // What is given back is handed out again, so that no coder pays for fresh pages.
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+
+    // In front of the caller's own, which prevail.
+    char interleaved[] = "--benchmark_enable_random_interleaving=true";
+    char repetitions[] = "--benchmark_repetitions=9";
+    char seconds[] = "--benchmark_min_time=0.02";
+    std::vector<char*> options = {argv[0], interleaved, repetitions, seconds};
+    options.insert(options.end(), argv + 1, argv + argc);
+    int count = static_cast<int>(options.size());
+    options.push_back(nullptr);
+
+    benchmark::Initialize(&count, options.data());
+    if (benchmark::ReportUnrecognizedArguments(count, options.data())) return 1;
+    const int result = bench::run();
+    benchmark::Shutdown();
+    return result;
+}
