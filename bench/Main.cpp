@@ -1,10 +1,13 @@
 #include <malloc.h>
 
+#include <cstdlib>
 #include <vector>
 
 #include "bench/Harness.h"
+#include "codec/kernels/Kernels.h"
 
-// The options of Google Benchmark are taken; --benchmark_filter selects rows by names such as
+// CONTENTCODING_KERNEL=portable and the like has the kernels of that name measured. The options of
+// Google Benchmark are taken; --benchmark_filter selects rows by names such as
 // "Base64/decode/64K".
 int main(int argc, char** argv) {
     // What is given back is handed out again, so that no coder pays for fresh pages.
@@ -19,6 +22,9 @@ int main(int argc, char** argv) {
     options.insert(options.end(), argv + 1, argv + argc);
     int count = static_cast<int>(options.size());
     options.push_back(nullptr);
+
+    const char* const kernels = std::getenv("CONTENTCODING_KERNEL");
+    if (kernels && !contentcoding::useKernels(kernels)) return 1;
 
     benchmark::Initialize(&count, options.data());
     if (benchmark::ReportUnrecognizedArguments(count, options.data())) return 1;

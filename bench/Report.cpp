@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <fstream>
 
+#include "codec/kernels/Kernels.h"
+
 namespace bench {
 
 namespace {
@@ -44,7 +46,7 @@ const char* compiler() {
 void printHead() {
     std::printf("Processor: %s\n\n", processor().c_str());
     std::printf("Compiler: %s\n\n", compiler());
-    std::printf("Kernels: those that the library chose\n\n");
+    std::printf("Kernels: %s\n\n", contentcoding::kernels().name);
     std::printf(
         "Medians over the repetitions, and the best of them. Above 1 in the last columns means "
         "that we are faster.\n\n");

@@ -1,3 +1,4 @@
+#include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
 #include "support/Json.h"
 
@@ -8,8 +9,44 @@ bool appendQuoted(const XString& text, DataBuffer& out) {
     return out.appendChar('"') && out.append(text.getUtf8(), size) && out.appendChar('"');
 }
 
-bool escape(XString& value, const char* what, const char* by) {
-    return !value.containsSubstringUtf8(what) || value.replaceAllOccurancesUtf8(what, by, false);
+constexpr contentcoding::ByteClass kAscii =
+    contentcoding::byteClass([](unsigned char b) { return b < 0x80; });
+
+std::size_t runOf(const contentcoding::ByteClass& is, std::string_view text) {
+    return contentcoding::runLength(reinterpret_cast<const unsigned char*>(text.data()),
+                                    text.size(), is);
+}
+
+constexpr contentcoding::ByteClass kUnescaped =
+    contentcoding::byteClass([](unsigned char b) { return b != '\\' && b != '"'; });
+
+// A backslash comes before each backslash and double quote.
+bool appendValue(std::string_view text, DataBuffer& out) {
+    if (!out.appendChar('"')) return false;
+    while (!text.empty()) {
+        const std::size_t run = runOf(kUnescaped, text);
+        if (!out.append(text.data(), static_cast<unsigned int>(run))) return false;
+        text.remove_prefix(run);
+        if (text.empty()) break;
+        if (!out.appendChar('\\') || !out.append(text.data(), 1)) return false;
+        text.remove_prefix(1);
+    }
+    return out.appendChar('"');
+}
+
+// Writes the name of member `i`; that of an array is left in `upper` too. Most names are ASCII, and
+// are put into upper case where they are written.
+bool appendName(const ClsJsonObject& object, int i, XString& upper, DataBuffer& out) {
+    const std::string_view name = object.nameAt(i);
+    if (object.TypeAt(i) == contentcoding::kJsonArray || runOf(kAscii, name) < name.size())
+        return object.NameAt(i, upper) && upper.toUpperCase() && appendQuoted(upper, out);
+    unsigned char* p = out.extend(static_cast<unsigned int>(name.size() + 2));
+    if (!p) return false;
+    *p++ = '"';
+    for (const char c : name)
+        *p++ = static_cast<unsigned char>(contentcoding::toUpperAscii(c));
+    *p = '"';
+    return true;
 }
 
 bool canonicalizeItida_serialize(ClsJsonObject* object, DataBuffer& out, LogBase& log);
@@ -19,9 +56,9 @@ bool canonicalizeItida_serialize_a(const XString& name, ClsJsonArray* array, Dat
 // NOLINTBEGIN(misc-no-recursion): it is no deeper than a document, which the parser limits
 
 // Writes item `i` of an object or array without its name. `name` is what the elements repeat if
-// the item is an array; `value` is only there so that its room is used again.
+// the item is an array.
 bool serializeItem(const contentcoding::JsonContainer& container, int i, const XString& name,
-                   XString& value, DataBuffer& out, LogBase& log) {
+                   DataBuffer& out, LogBase& log) {
     RefCountedObjectOwner owner;
     switch (container.TypeAt(i)) {
         case contentcoding::kJsonObject: {
@@ -35,18 +72,15 @@ bool serializeItem(const contentcoding::JsonContainer& container, int i, const X
             return canonicalizeItida_serialize_a(name, array, out, log);
         }
         default:
-            // Backslashes first: those put before quotes stay single.
-            return container.StringAt(i, value) && escape(value, "\\", "\\\\") &&
-                   escape(value, "\"", "\\\"") && appendQuoted(value, out);
+            return appendValue(container.textAt(i), out);
     }
 }
 
 bool canonicalizeItida_serialize(ClsJsonObject* object, DataBuffer& out, LogBase& log) {
     if (!object) return false;
-    XString name, value;
+    XString name;
     for (int i = 0; i < object->get_Size(); ++i) {
-        if (!object->NameAt(i, name) || !name.toUpperCase() || !appendQuoted(name, out) ||
-            !serializeItem(*object, i, name, value, out, log))
+        if (!appendName(*object, i, name, out) || !serializeItem(*object, i, name, out, log))
             return false;
     }
     return true;
@@ -56,10 +90,9 @@ bool canonicalizeItida_serialize_a(const XString& name, ClsJsonArray* array, Dat
                                    LogBase& log) {
     if (!array) return false;
     const XString unnamed;
-    XString value;
     for (int i = 0; i < array->get_Size(); ++i) {
         if ((!name.isEmpty() && !appendQuoted(name, out)) ||
-            !serializeItem(*array, i, unnamed, value, out, log))
+            !serializeItem(*array, i, unnamed, out, log))
             return false;
     }
     return true;

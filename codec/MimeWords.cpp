@@ -391,10 +391,14 @@ bool ContentCoding::QB_Decode(StringBuffer& value, DataBuffer& out) {
 
 bool ContentCoding::QB_DecodeToUtf8(StringBuffer& value, LogBase& log) {
     if (log.m_verboseLogging) log.LogDataSb("QB_DecodeToUtf8_input", value);
-    DataBuffer decoded;
-    walkWords(textOf(value), Utf8Visitor(decoded, log));
-    value.weakClear();
-    value.append(decoded);
+    // Most values have no words, and stay as they are.
+    const std::string_view text = textOf(value);
+    if (text.find("=?") != text.npos || text.size() != value.getSize() || allBlank(text)) {
+        DataBuffer decoded;
+        walkWords(text, Utf8Visitor(decoded, log));
+        value.weakClear();
+        value.append(decoded);
+    }
     if (log.m_verboseLogging) log.LogDataSb("QB_DecodeToUtf8_output", value);
     return true;
 }

@@ -189,9 +189,10 @@ constexpr Unescapes kUnescapes = [] {
 // else loses its line ends only.
 std::size_t trimmedSize(std::string_view content) {
     const auto trimmed = [content](auto dropped) {
-        const auto last = std::find_if_not(content.rbegin(), content.rend(),
-                                           [&](char c) { return dropped(lowBits(c)); });
-        return static_cast<std::size_t>(content.rend() - last);
+        std::size_t n = content.size();
+        while (n > 0 && dropped(lowBits(content[n - 1])))
+            --n;
+        return n;
     };
     const std::size_t n = trimmed(isBlankOrBreak);
     return n > 0 ? n : trimmed([](unsigned char b) { return b == '\r' || b == '\n'; });
@@ -206,7 +207,10 @@ public:
     // further. False when a soft line break ends it.
     bool decodeLine(std::string_view text, std::size_t n);
 
-    void put(std::string_view bytes) { m_out.put(bytes); }
+    void putBreak() {
+        m_out.put('\r');
+        m_out.put('\n');
+    }
     bool finish() { return m_out.finish(); }
 
 private:
@@ -320,7 +324,7 @@ bool ContentCoding::decodeQuotedPrintable(const char* text, unsigned int len,
         const std::size_t content = std::min(rest.find('\n'), rest.size());
         const bool broken = content < rest.size();
         const bool hard = decoder.decodeLine(rest, trimmedSize(rest.substr(0, content)));
-        if (broken && hard) decoder.put("\r\n");
+        if (broken && hard) decoder.putBreak();
         rest.remove_prefix(broken ? content + 1 : content);
     }
     return decoder.finish();

@@ -31,6 +31,8 @@ struct JsonItem {
     };
     unsigned int textSize;
     JsonType type;
+
+    bool isScalar() const { return type != kJsonNone && type != kJsonObject && type != kJsonArray; }
 };
 
 namespace {
@@ -89,11 +91,14 @@ const JsonItem& JsonContainer::itemAtPath(std::string_view path) const {
 
 int JsonContainer::TypeAt(int index) const { return itemAt(index).type; }
 
+std::string_view JsonContainer::textAt(int index) const {
+    const JsonItem& item = itemAt(index);
+    return item.isScalar() ? std::string_view(item.text, item.textSize) : "";
+}
+
 bool JsonContainer::StringAt(int index, XString& value) const {
     const JsonItem& item = itemAt(index);
-    const bool scalar =
-        item.type != kJsonNone && item.type != kJsonObject && item.type != kJsonArray;
-    return scalar && value.setFromUtf8N(item.text, item.textSize);
+    return item.isScalar() && value.setFromUtf8N(item.text, item.textSize);
 }
 
 ClsJsonObject* JsonContainer::ObjectAt(int index) const {
@@ -498,6 +503,8 @@ bool ClsJsonObject::loadJson(const DataBuffer& json, LogBase& log) {
     log.LogDataSb("expected", StringBuffer(m_fault.expected));
     return false;
 }
+
+std::string_view ClsJsonObject::nameAt(int index) const { return itemAt(index).name; }
 
 bool ClsJsonObject::NameAt(int index, XString& name) const {
     const contentcoding::JsonItem& item = itemAt(index);

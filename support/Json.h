@@ -1,6 +1,8 @@
 #ifndef SUPPORT_JSON_H
 #define SUPPORT_JSON_H
 
+#include <string_view>
+
 #include "support/DataBuffer.h"
 #include "support/Log.h"
 #include "support/RefCounted.h"
@@ -55,6 +57,9 @@ public:
     // what the document has, character by character; "true", "false" or "null". False, and nothing
     // stored, for an object, an array, and no value, and when memory is short.
     bool StringAt(int index, XString& value) const;
+
+    // The same text without a copy; it lives as long as the document. Empty where there is none.
+    std::string_view textAt(int index) const;
 
     // The value with a reference for the caller; null when it is no object, or no array.
     ClsJsonObject* ObjectAt(int index) const;
@@ -125,7 +130,10 @@ public:
     //   log      the path, when there is no object
     ClsJsonObject* objectOf(const char* path, LogBase& log) const;
 
-    // The name of a member. False, and nothing stored, for an index without a member, and when
+    // The name of a member, which lives as long as the document. Empty where there is none.
+    std::string_view nameAt(int index) const;
+
+    // The same as a copy. False, and nothing stored, for an index without a member, and when
     // memory is short.
     bool NameAt(int index, XString& name) const;
 

@@ -53,6 +53,14 @@ Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escape
         done = {static_cast<std::size_t>(p - bytes), static_cast<std::size_t>(to - text)};
         if (!whole) break;
     }
+    // What is left of a line is most often one run.
+    if (n - done.read < kBlock) {
+        const std::size_t run =
+            runLength(bytes + done.read, smaller(n - done.read, room - done.written), escapes.kept);
+        std::memcpy(text + done.written, bytes + done.read, run);
+        done.read += run;
+        done.written += run;
+    }
     const Progress rest = scalar::escape(bytes + done.read, n - done.read, escapes,
                                          text + done.written, room - done.written);
     return {done.read + rest.read, done.written + rest.written};
@@ -92,6 +100,14 @@ Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, c
             at = next;
         }
         done.read += at;
+    }
+    if (done.read < n) {
+        const std::size_t run =
+            runLength(reinterpret_cast<const unsigned char*>(text) + done.read,
+                      smaller(n - done.read, room - done.written), unescapes.kept);
+        std::memcpy(bytes + done.written, text + done.read, run);
+        done.read += run;
+        done.written += run;
     }
     const Progress rest = scalar::unescape(text + done.read, n - done.read, unescapes,
                                            bytes + done.written, room - done.written);

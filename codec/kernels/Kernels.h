@@ -111,9 +111,9 @@ struct Kernels {
 // Those that the processor at hand can run, the best one first; ended by null.
 const Kernels* const* availableKernels();
 
-// For tests and benchmarks: has kernels() return these from now on. Not to be called while another
-// thread codes.
-void useKernels(const Kernels& kernels);
+// For tests and benchmarks: has kernels() return those of that name from now on. False when the
+// processor has none.
+bool useKernels(const char* name);
 
 extern std::atomic<const Kernels*> chosenKernels;
 const Kernels& chooseKernels();

@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include "codec/kernels/Scalar.h"
 
 #ifdef CONTENTCODING_AVX2
@@ -44,12 +46,18 @@ std::atomic<const Kernels*> chosenKernels{nullptr};
 
 // Two threads that come here at once store the same.
 const Kernels& chooseKernels() {
-    useKernels(*availableKernels()[0]);
-    return *availableKernels()[0];
+    const Kernels* const best = availableKernels()[0];
+    chosenKernels.store(best, std::memory_order_relaxed);
+    return *best;
 }
 
-void useKernels(const Kernels& kernels) {
-    chosenKernels.store(&kernels, std::memory_order_relaxed);
+bool useKernels(const char* name) {
+    for (const Kernels* const* available = availableKernels(); *available; ++available) {
+        if (std::strcmp((*available)->name, name) != 0) continue;
+        chosenKernels.store(*available, std::memory_order_relaxed);
+        return true;
+    }
+    return false;
 }
 
 }  // namespace contentcoding

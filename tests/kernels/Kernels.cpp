@@ -101,13 +101,8 @@ std::vector<const Kernels*> all() {
 class ForcedKernels : public testing::Environment {
     void SetUp() override {
         const char* const wanted = std::getenv("CONTENTCODING_KERNEL");
-        if (!wanted) return;
-        for (const Kernels* const kernels : all()) {
-            if (kernels->name != ""s + wanted) continue;
-            contentcoding::useKernels(*kernels);
-            return;
-        }
-        FAIL() << "this processor has no kernels named " << wanted;
+        if (wanted && !contentcoding::useKernels(wanted))
+            FAIL() << "this processor has no kernels named " << wanted;
     }
 };
 [[maybe_unused]] const auto* const kForced = testing::AddGlobalTestEnvironment(new ForcedKernels);
