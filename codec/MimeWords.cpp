@@ -15,7 +15,6 @@ namespace {
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::Escapes;
-using contentcoding::kNoHexDigit;
 using contentcoding::runLength;
 using contentcoding::StagingWriter;
 using contentcoding::ToText;

@@ -76,7 +76,24 @@ constexpr auto zq_b58digits_map = [] {
 }();
 static_assert(zq_b58digits_map['z'] == 57 && zq_b58digits_map['0'] == -1);
 
-__extension__ using Wide = unsigned __int128;
+struct Wide {
+    std::uint64_t high, low;
+};
+
+// a * b + c, which two words always hold.
+Wide multiplyAdd(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+#ifdef __SIZEOF_INT128__
+    __extension__ using Number = unsigned __int128;
+    const Number product = Number{a} * b + c;
+    return {static_cast<std::uint64_t>(product >> 64), static_cast<std::uint64_t>(product)};
+#else
+    constexpr std::uint64_t kHalf = 0xFFFFFFFF;
+    const std::uint64_t low = (a & kHalf) * (b & kHalf) + (c & kHalf);
+    const std::uint64_t cross = (a >> 32) * (b & kHalf) + (low >> 32) + (c >> 32);
+    const std::uint64_t middle = (a & kHalf) * (b >> 32) + (cross & kHalf);
+    return {(a >> 32) * (b >> 32) + (cross >> 32) + (middle >> 32), middle << 32 | (low & kHalf)};
+#endif
+}
 
 constexpr unsigned int kWordBytes = 8;
 constexpr unsigned int kLimbDigits = 10;
@@ -98,16 +115,28 @@ static_assert(kLimb >> 58 == 1);
 // normalised divisor (N. Moeller, T. Granlund, Improved division by invariant integers, 2011).
 constexpr unsigned int kShift = 5;
 constexpr std::uint64_t kNormal = kLimb << kShift;
-constexpr auto kReciprocal = static_cast<std::uint64_t>(~Wide{0} / kNormal - (Wide{1} << 64));
+
+// (2^128 - 1) / kNormal - 2^64, by long division, bit by bit.
+constexpr std::uint64_t kReciprocal = [] {
+    std::uint64_t quotient = 0, rest = ~kNormal;
+    for (int i = 0; i < 64; ++i) {
+        const bool carry = rest >> 63 != 0;
+        rest = rest << 1 | 1;
+        const bool fits = carry || rest >= kNormal;
+        quotient = quotient << 1 | std::uint64_t{fits};
+        if (fits) rest -= kNormal;
+    }
+    return quotient;
+}();
 
 // Replaces high by the remainder of (high, low) and returns the quotient. high < kLimb.
 std::uint64_t divideByLimb(std::uint64_t& high, std::uint64_t low) {
     const std::uint64_t u1 = high << kShift | low >> (64 - kShift), u0 = low << kShift;
-    const Wide q = Wide{kReciprocal} * u1 + (Wide{u1} << 64 | u0);
-    auto quotient = static_cast<std::uint64_t>(q >> 64) + 1;
+    const Wide q = multiplyAdd(kReciprocal, u1, u0);
+    std::uint64_t quotient = q.high + u1 + 1;
     std::uint64_t rest = u0 - quotient * kNormal;
     // As often as not, so it is done without a branch.
-    const std::uint64_t tooMuch = 0 - std::uint64_t{rest > static_cast<std::uint64_t>(q)};
+    const std::uint64_t tooMuch = 0 - std::uint64_t{rest > q.low};
     quotient += tooMuch;
     rest += tooMuch & kNormal;
     if (rest >= kNormal) {
@@ -152,9 +181,9 @@ public:
     // In words: the number times `factor` plus `addend`.
     void multiplyAdd(std::uint64_t factor, std::uint64_t addend) {
         for (std::size_t i = 0; i < m_size; ++i) {
-            const Wide product = Wide{m_words[i]} * factor + addend;
-            m_words[i] = static_cast<std::uint64_t>(product);
-            addend = static_cast<std::uint64_t>(product >> 64);
+            const Wide product = ::multiplyAdd(m_words[i], factor, addend);
+            m_words[i] = product.low;
+            addend = product.high;
         }
         if (addend != 0) m_words[m_size++] = addend;
     }

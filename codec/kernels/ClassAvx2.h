@@ -10,20 +10,21 @@
 // Private: telling which of 32 bytes belong to a class.
 
 namespace contentcoding::avx2 {
-namespace {
+
+// All static: what is compiled with the flags of one file must not serve another.
 
 struct ClassTables {
     __m256i low, high;
 };
 
-inline __m256i twice(const unsigned char* half) {
+static inline __m256i twice(const unsigned char* half) {
     return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(half)));
 }
 
-inline ClassTables tablesOf(const ByteClass& is) { return {twice(is.low), twice(is.high)}; }
+static inline ClassTables tablesOf(const ByteClass& is) { return {twice(is.low), twice(is.high)}; }
 
 // A bit for each byte that does not belong to the class.
-inline std::uint32_t others(__m256i bytes, const ClassTables& is) {
+static inline std::uint32_t others(__m256i bytes, const ClassTables& is) {
     const __m256i bit = _mm256_set1_epi64x(static_cast<long long>(0x8040201008040201));
     const __m256i half = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), _mm256_set1_epi8(0x0F));
     // A shuffle goes by the low half, and gives 0 where the byte's highest bit is set: so one of
@@ -36,11 +37,10 @@ inline std::uint32_t others(__m256i bytes, const ClassTables& is) {
         _mm256_movemask_epi8(_mm256_cmpeq_epi8(member, _mm256_setzero_si256())));
 }
 
-inline unsigned int firstBit(std::uint32_t bits) {
+static inline unsigned int firstBit(std::uint32_t bits) {
     return static_cast<unsigned int>(__builtin_ctz(bits));
 }
 
-}  // namespace
 }  // namespace contentcoding::avx2
 
 #endif

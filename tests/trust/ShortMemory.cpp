@@ -1,0 +1,138 @@
+// A program of its own: it replaces the allocation functions, and those of the charset library.
+
+#include <unicode/uclean.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "tests/trust/Operations.h"
+
+namespace {
+
+// Which allocation from now on fails, and whether all after it do too; none when it is negative.
+int failing = -1;
+bool forGood = false;
+long living = 0;
+
+bool failsNow() {
+    if (failing < 0) return false;
+    if (failing > 0) {
+        --failing;
+        return false;
+    }
+    if (!forGood) failing = -1;
+    return true;
+}
+
+[[gnu::noinline]] void* allocate(std::size_t n) {
+    void* const memory = failsNow() ? nullptr : std::malloc(n == 0 ? 1 : n);
+    living += memory ? 1 : 0;
+    return memory;
+}
+
+[[gnu::noinline]] void release(void* memory) {
+    living -= memory ? 1 : 0;
+    std::free(memory);
+}
+
+}  // namespace
+
+void* operator new(std::size_t n) {
+    if (void* const memory = allocate(n)) return memory;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t n) { return operator new(n); }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
+void operator delete(void* memory) noexcept { release(memory); }
+void operator delete[](void* memory) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(memory); }
+
+namespace {
+
+// What the charset library allocates fails too, but it may keep it: caches are no leaks.
+void* icuAllocate(const void*, std::size_t n) { return failsNow() ? nullptr : std::malloc(n); }
+void* icuReallocate(const void*, void* memory, std::size_t n) {
+    return failsNow() ? nullptr : std::realloc(memory, n);
+}
+void icuRelease(const void*, void* memory) { std::free(memory); }
+
+[[maybe_unused]] const bool kHooked = [] {
+    UErrorCode error = U_ZERO_ERROR;
+    u_setMemoryFunctions(nullptr, icuAllocate, icuReallocate, icuRelease, &error);
+    return U_SUCCESS(error);
+}();
+
+class ShortMemory : public testing::TestWithParam<bool> {};
+
+}  // namespace
+
+// Whichever allocation fails, alone or with all after it: no exception, no leak, the contexts of
+// the log closed, what was held before intact, and the result either complete or false. For
+// operations that by contract do not look at every append it is the start, or nothing.
+TEST_P(ShortMemory, EndsAnOperationWithAResult) {
+    ASSERT_TRUE(kHooked);
+    ContentCoding codec;
+    for (const Operation& operation : operations(codec)) {
+        std::string complete;
+        bool expected = false;
+        for (int k = -1;; ++k) {
+            bool ok = false, reached = true;
+            int open = 0;
+            const long before = living;
+            std::string left;
+            {
+                CountingLog log;
+                CountingOutput sink;
+                Scene run(log, sink);
+                forGood = GetParam();
+                failing = k;
+                EXPECT_NO_THROW(ok = operation.run(run)) << operation.name << k;
+                reached = k >= 0 && (forGood ? failing == 0 : failing < 0);
+                failing = -1;
+                open = log.open;
+                left = run.all();
+            }
+            left.shrink_to_fit();
+            if (k < 0) {
+                complete = left;
+                expected = ok;
+                continue;
+            }
+            EXPECT_EQ(left.substr(0, 4), "held") << operation.name << k;
+            EXPECT_EQ(open, 0) << operation.name << k;
+            if (ok && expected && !operation.mayBeCut) {
+                EXPECT_EQ(left, complete) << operation.name << k;
+            }
+            left.clear();
+            left.shrink_to_fit();
+            EXPECT_EQ(living, before) << operation.name << k;
+            if (!reached) break;
+            ASSERT_LT(k, 2000) << operation.name;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Failing, ShortMemory, testing::Bool(),
+                         [](const auto& all) { return all.param ? "FromThereOn" : "Once"; });
+
+// A buffer that is full takes nothing: some decoders say so, some do not look.
+TEST(ShortMemory, AFullBufferRefuses) {
+    if (sizeof(void*) < 8) GTEST_SKIP() << "no 4 GiB of addresses";
+    constexpr unsigned int kFull = ~0u - 1;
+    unsigned char* const array = zqNewUnsignedChar(kFull + 1);  // never touched
+    if (!array) GTEST_SKIP() << "no 4 GiB of addresses";
+    DataBuffer bytes;
+    bytes.takeData(array, kFull);
+    LogNull log;
+    EXPECT_FALSE(ContentCoding::decodeBase32("MZXW6YTB", bytes, log));
+    EXPECT_FALSE(ContentCoding::decodeAscii85(StringBuffer("9jqo^"), bytes, log));
+    EXPECT_FALSE(ContentCoding::decodeDkimQuotedPrintable("abc", 3, bytes));
+    EXPECT_FALSE(ContentCoding().decodeQuotedPrintable("abc", 3, bytes));
+    EXPECT_TRUE(ContentCoding::decodeBase58("zzz", bytes, log));
+    EXPECT_TRUE(ContentCoding::decodeEda("ZJ3", 3, bytes));
+    EXPECT_EQ(bytes.getSize(), kFull);
+}
