@@ -174,5 +174,14 @@ exec 9>&-
 left=$(find . -name none -o -name interrupted -o -name '.contentcode-*')
 [ -z "$left" ] || fail "left behind: $left"
 
+# Hardened, unless a sanitizer does more: position-independent, bound at the start, with canaries.
+if ! nm -D "$tool" | grep -q __asan_init; then
+    readelf -h "$tool" | grep -q 'DYN' || fail "no position-independent program"
+    readelf -d "$tool" | grep -q BIND_NOW || fail "not bound at the start"
+    readelf -lW "$tool" | grep -q GNU_RELRO || fail "no read-only relocations"
+    nm -D "$tool" | grep -q __stack_chk_fail || fail "no stack protector"
+    nm -D "$tool" | grep -q '__[a-z]*_chk@' || fail "no fortified functions"
+fi
+
 [ $failures = 0 ] && echo "all fine"
 exit $((failures > 0))
