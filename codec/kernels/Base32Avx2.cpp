@@ -14,6 +14,9 @@ constexpr std::size_t kBlockGroups = 4;
 constexpr std::size_t kBlockBytes = 20;
 constexpr std::size_t kBlockChars = 32;
 
+// What a shuffle writes a zero for.
+constexpr char kZero = static_cast<char>(0x80);
+
 __m128i load16(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
 
 // The eight values of one group in each half, as 16-bit numbers. A digit lies in one or two
@@ -31,7 +34,7 @@ __m256i valuesOf(__m256i bytes, __m256i order) {
 // The bytes of the windows of a group that starts at byte `i`, low byte first. The last digit is in
 // one byte; the other one is zero.
 __m128i orderAt(char i) {
-    const __m128i order = _mm_setr_epi8(1, 0, 1, 0, 2, 1, 2, 1, 3, 2, 4, 3, 4, 3, -128, 4);
+    const __m128i order = _mm_setr_epi8(1, 0, 1, 0, 2, 1, 2, 1, 3, 2, 4, 3, 4, 3, kZero, 4);
     return _mm_add_epi8(order, _mm_set1_epi8(i));
 }
 
@@ -70,9 +73,9 @@ bool decodeBlock(const char* text, unsigned char* bytes) {
     const __m256i groups =
         _mm256_or_si256(_mm256_slli_epi64(fours, 20), _mm256_srli_epi64(fours, 32));
     // Their five bytes, most significant first.
-    const __m256i packed =
-        _mm256_shuffle_epi8(groups, _mm256_broadcastsi128_si256(_mm_setr_epi8(
-                                        4, 3, 2, 1, 0, 12, 11, 10, 9, 8, -1, -1, -1, -1, -1, -1)));
+    const __m256i packed = _mm256_shuffle_epi8(
+        groups, _mm256_broadcastsi128_si256(_mm_setr_epi8(4, 3, 2, 1, 0, 12, 11, 10, 9, 8, kZero,
+                                                          kZero, kZero, kZero, kZero, kZero)));
     const __m128i high = _mm256_extracti128_si256(packed, 1);
     const int lastTwo = _mm_extract_epi16(high, 4);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), _mm256_castsi256_si128(packed));

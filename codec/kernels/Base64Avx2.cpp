@@ -10,6 +10,9 @@ constexpr std::size_t kBlockGroups = 8;  // 24 bytes, 32 characters
 constexpr std::size_t kBlockBytes = 24;
 constexpr std::size_t kBlockChars = 32;
 
+// What a shuffle writes a zero for.
+constexpr char kZero = static_cast<char>(0x80);
+
 __m128i load16(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
 __m256i load32(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
 
@@ -30,7 +33,7 @@ bool isUsual(const char* alphabet) {
 // What is to be added to a value to get its digit: entry 13 for 0 to 25, entry 0 for 26 to 51, and
 // the entry 1 to 12 that is the value less 51 for the others.
 __m256i digitOffsets(const char* alphabet) {
-    constexpr char kLower = 'a' - 26, kDigit = '0' - 52;
+    constexpr char kLower = 'a' - 26, kDigit = static_cast<char>('0' - 52);
     __m128i offsets = _mm_setr_epi8(kLower, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit,
                                     kDigit, kDigit, kDigit, 0, 0, 'A', 0, 0);
     offsets = _mm_insert_epi8(offsets, alphabet[62] - 62, 11);
@@ -138,8 +141,8 @@ void packBlock(__m256i values, unsigned char* bytes) {
     const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
     // Their three bytes, most significant first; then the 12 bytes of both halves together.
     const __m256i packed = _mm256_permutevar8x32_epi32(
-        _mm256_shuffle_epi8(
-            groups, twice(_mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1))),
+        _mm256_shuffle_epi8(groups, twice(_mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12,
+                                                        kZero, kZero, kZero, kZero))),
         _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), _mm256_castsi256_si128(packed));
     _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + 16), _mm256_extracti128_si256(packed, 1));
