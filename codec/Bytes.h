@@ -64,7 +64,7 @@ constexpr Unescapes unescapesExcept(const ByteClass& kept) {
         unescapes.length[c] = kept.is[c] ? 1 : 0;
         setDigit(unescapes, c, c);
     }
-    unescapes.length['='] = Unescapes::kEscape;
+    unescapes.length[unsigned{'='}] = Unescapes::kEscape;
     return unescapes;
 }
 

@@ -53,7 +53,7 @@ constexpr ByteClass kKeptInQWithoutComma =
 
 constexpr Escapes qEscapesExcept(const ByteClass& kept) {
     Escapes escapes = contentcoding::escapesExcept(kept);
-    escapes.of[' '] = {{'_'}, 1};
+    escapes.of[unsigned{' '}] = {{'_'}, 1};
     return escapes;
 }
 

@@ -122,7 +122,7 @@ constexpr ByteClass kKeptInDkim =
 // What CR is depends on what follows.
 constexpr Escapes kEscapes = [] {
     Escapes escapes = escapesExcept(kKept);
-    escapes.of['\r'].length = 0;
+    escapes.of[unsigned{'\r'}].length = 0;
     return escapes;
 }();
 constexpr Escapes kDkimEscapes = escapesExcept(kKeptInDkim);

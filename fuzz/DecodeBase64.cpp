@@ -1,19 +1,78 @@
-// No text makes a decoder or a test read or write out of bounds, and the result never has more
-// bytes than its digits can make.
-#include <cstdlib>
+// No text and no table makes a Base64 decoder or scanner read or write out of bounds, all decoders
+// give the same bytes, and never more than the digits can make.
+#include <array>
 
-#include "codec/ContentCoding.h"
+#include "codec/Tables.h"
+#include "fuzz/Input.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    const auto* const text = reinterpret_cast<const char*>(data);
-    const auto n = static_cast<unsigned int>(size);
+namespace {
+
+// The table of the standard alphabet, of the URL-safe one, or any.
+std::array<unsigned char, 80> drawTable(Input& input) {
+    std::array<unsigned char, 80> table = _base64DecodeTable;
+    const unsigned int choice = input.byte() % 3;
+    if (choice == 1) {
+        table['+' - '+'] = table['/' - '+'] = 0x7F;
+        table['-' - '+'] = 62;
+        table['_' - '+'] = 63;
+    } else if (choice == 2) {
+        const std::string_view drawn = input.text(table.size());
+        std::copy(drawn.begin(), drawn.end(), table.begin());
+    }
+    return table;
+}
+
+void decodeWithTable(const HeapCopy& text, const unsigned char* table) {
+    unsigned int n = 1, n2 = 1;
+    bool ok = false;
+    const Returned bytes(ContentCoding::decodeBase64a(text.chars(), text.size(), table, &n));
+    const Returned bytes2(
+        ContentCoding::decodeBase64_2a(text.chars(), text.size(), table, &n2, ok));
+    expect(ok && bytes.isNull() == (text.size() == 0) && bytes2.isNull() == bytes.isNull());
+    expect(n <= text.view().size() * 3 / 4);
+    expect(bytes.view(n) == bytes2.view(n2));
+}
+
+void decodeStandard(const HeapCopy& text) {
     DataBuffer bytes;
-    if (!ContentCoding::decodeBase64ToDb(text, n, bytes)) std::abort();
-    if (bytes.getSize() > size * 3 / 4) std::abort();
+    expect(ContentCoding::decodeBase64ToDb(text.chars(), text.size(), bytes));
+    unsigned int n = 1, n2 = 1;
+    bool ok = false;
+    const Returned array(ContentCoding::decodeBase64(text.chars(), text.size(), &n));
+    const Returned array2(ContentCoding::decodeBase64_2(text.chars(), text.size(), &n2, ok));
+    expect(ok && array.view(n) == viewOf(bytes) && array2.view(n2) == viewOf(bytes));
+
+    // A text ends at its first NUL anyway.
+    ContentCoding codec;
+    StringBuffer appended;
+    const HeapCopy terminated(text.view(), HeapCopy::kTerminated);
+    expect(codec.appendBase64(appended, terminated.chars()));
+    expect(appended.view() == viewOf(bytes));
+}
+
+void scan(const HeapCopy& text) {
     ContentCoding codec;
     LogNull log;
-    // Both say of a text without padding whether the decoder's table covers it.
-    if (codec.isBase64(text, n, log) && !codec.validateBase64(text, n)) std::abort();
-    (void)codec.isBase64_utf16LE(text, n);
+    const bool is = codec.isBase64(text.chars(), text.size(), log);
+    // The weaker test passes what the stronger one does.
+    expect(!is || codec.validateBase64(text.chars(), text.size()));
+
+    StringBuffer wide;
+    expect(wide.appendN("\xFF\xFE", 2));
+    for (const char c : text.view())
+        expect(wide.appendChar(c) && wide.appendChar('\0'));
+    expect(codec.isBase64_utf16LE(wide.getString(), wide.getSize()) == (is && text.size() > 0));
+    (void)codec.isBase64_utf16LE(text.chars(), text.size());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    Input input(data, size);
+    const auto table = drawTable(input);
+    const HeapCopy text = input.rest();
+    decodeWithTable(text, table.data());
+    decodeStandard(text);
+    scan(text);
     return 0;
 }

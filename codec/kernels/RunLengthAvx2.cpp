@@ -7,9 +7,9 @@ namespace contentcoding::avx2 {
 
 // Aligned blocks, the first and last with bytes that are none of ours: such a block lies in one
 // page with one that is, so it can be read; and their bits are dropped. Sanitizers do not know.
-[[gnu::no_sanitize("address", "thread")]] std::size_t runLength(const unsigned char* p,
-                                                                std::size_t n,
-                                                                const ByteClass& is) {
+__attribute__((no_sanitize("address", "thread"))) std::size_t runLength(const unsigned char* p,
+                                                                        std::size_t n,
+                                                                        const ByteClass& is) {
     constexpr std::size_t kBlock = 32;
     if (n == 0) return 0;
     const ClassTables tables = tablesOf(is);

@@ -115,7 +115,8 @@ std::string reference58(const std::string& text) {
     for (const char c : text) {
         const auto value = kBase58.find(c);
         if (value == std::string::npos)
-            return c < 0 ? "base58 decode error 1\n" : "base58 decode error 2\n";
+            return static_cast<signed char>(c) < 0 ? "base58 decode error 1\n"
+                                                   : "base58 decode error 2\n";
         digits += static_cast<char>(value);
     }
     return convert(digits, 58, 256);

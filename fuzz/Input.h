@@ -1,0 +1,107 @@
+#ifndef FUZZ_INPUT_H
+#define FUZZ_INPUT_H
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "codec/ContentCoding.h"
+
+// What the fuzz targets share: an input that is drawn from, and the check of a property.
+
+// Stops the run, which then keeps the input, when the property does not hold.
+inline void expect(bool holds) {
+    if (!holds) std::abort();
+}
+
+// Text on the heap, so that a sanitizer sees a read past its end: with a NUL behind it, or exactly.
+class HeapCopy {
+public:
+    enum Ending { kExact, kTerminated };
+
+    HeapCopy(std::string_view text, Ending ending)
+        : m_chars(new char[text.size() + (ending == kTerminated ? 1 : 0)]), m_size(text.size()) {
+        text.copy(m_chars.get(), m_size);
+        if (ending == kTerminated) m_chars[m_size] = '\0';
+    }
+
+    const char* chars() const { return m_chars.get(); }
+    const unsigned char* bytes() const { return reinterpret_cast<const unsigned char*>(chars()); }
+    unsigned int size() const { return static_cast<unsigned int>(m_size); }
+    std::string_view view() const { return {chars(), m_size}; }
+
+private:
+    std::unique_ptr<char[]> m_chars;
+    std::size_t m_size;
+};
+
+// Draws from the front of the input, of which nothing but zeros follows the end. The first byte
+// tells how often the rest is repeated: so a short input is a long text too, and what takes more
+// than linear time takes too long.
+class Input {
+public:
+    Input(const unsigned char* data, std::size_t size)
+        : m_left(reinterpret_cast<const char*>(data), size) {
+        constexpr unsigned int notRepeated = 0xEB;
+        m_repeats = std::size_t{1} << (std::max(byte(), notRepeated) - notRepeated);
+    }
+
+    unsigned int byte() {
+        const std::string_view drawn = text(1);
+        return drawn.empty() ? 0 : static_cast<unsigned char>(drawn[0]);
+    }
+    bool flag() { return byte() % 2 != 0; }
+    unsigned int number() {  // up to 65535
+        const unsigned int high = byte();
+        return high << 8 | byte();
+    }
+
+    // The next `n` bytes, or those that there are.
+    std::string_view text(std::size_t n) {
+        const std::string_view drawn = m_left.substr(0, n);
+        m_left.remove_prefix(drawn.size());
+        return drawn;
+    }
+
+    // A text that a byte before it tells the length of.
+    std::string_view shortText() { return text(byte()); }
+
+    // What is left, repeated, or at most `longest` bytes of that.
+    HeapCopy rest(HeapCopy::Ending ending = HeapCopy::kExact, std::size_t longest = kLongest) {
+        longest = std::min(longest, kLongest);
+        const std::string_view once = text(longest);
+        if (m_repeats == 1) return {once, ending};
+        std::string repeated;
+        for (std::size_t i = 0; i < m_repeats && repeated.size() + once.size() <= longest; ++i)
+            repeated += once;
+        return {repeated, ending};
+    }
+
+private:
+    static constexpr std::size_t kLongest = std::size_t{1} << 20;
+
+    std::string_view m_left;
+    std::size_t m_repeats;
+};
+
+inline std::string_view viewOf(const DataBuffer& bytes) {
+    return {reinterpret_cast<const char*>(bytes.getData2()), bytes.getSize()};
+}
+
+// An array that an operation has returned.
+class Returned {
+public:
+    explicit Returned(unsigned char* array) : m_chars(array) { m_owner.m_ownedArray = array; }
+    explicit Returned(char* array) : m_chars(array) { m_owner.m_ownedArray = array; }
+
+    std::string_view view(unsigned int n) const { return {static_cast<const char*>(m_chars), n}; }
+    bool isNull() const { return !m_chars; }
+
+private:
+    const void* m_chars;
+    ByteArrayOwner m_owner;
+};
+
+#endif

@@ -1,0 +1,222 @@
+// Every kernel that the processor can run gives what the portable one gives, wherever its input
+// lies, and stays within its room. What a contract leaves open is not compared.
+#include <algorithm>
+#include <string>
+
+#include "codec/Bytes.h"
+#include "codec/Tables.h"
+#include "codec/kernels/Kernels.h"
+#include "fuzz/Input.h"
+
+namespace {
+
+using contentcoding::Base64Values;
+using contentcoding::ByteClass;
+using contentcoding::Escapes;
+using contentcoding::Kernels;
+using contentcoding::Progress;
+using contentcoding::Unescapes;
+
+// Bytes at an offset of its own in memory that ends where they do.
+class Placed {
+public:
+    Placed(std::string_view text, std::size_t offset)
+        : m_memory(std::string(offset, '\0').append(text), HeapCopy::kExact), m_offset(offset) {}
+
+    const char* chars() const { return m_memory.chars() + m_offset; }
+    const unsigned char* bytes() const { return m_memory.bytes() + m_offset; }
+    std::size_t size() const { return m_memory.size() - m_offset; }
+    std::string_view view() const { return {chars(), size()}; }
+
+private:
+    HeapCopy m_memory;
+    std::size_t m_offset;
+};
+
+// Room of exactly so many bytes.
+class Room {
+public:
+    explicit Room(std::size_t n) : m_bytes(new char[n]) {}
+
+    char* chars() { return m_bytes.get(); }
+    unsigned char* bytes() { return reinterpret_cast<unsigned char*>(chars()); }
+    std::string_view view(std::size_t n) const { return {m_bytes.get(), n}; }
+
+private:
+    std::unique_ptr<char[]> m_bytes;
+};
+
+bool hasBit(std::string_view bits, unsigned int b) {
+    return b / 8 < bits.size() && (static_cast<unsigned char>(bits[b / 8]) >> b % 8 & 1) != 0;
+}
+
+// A class that is drawn byte by byte; that of printable ASCII where nothing is.
+ByteClass drawClass(Input& input) {
+    if (!input.flag())
+        return contentcoding::byteClass(
+            [](unsigned char b) { return b >= 32 && b < 127 && b != '='; });
+    const std::string_view bits = input.text(32);
+    return contentcoding::byteClass([bits](unsigned char b) { return hasBit(bits, b); });
+}
+
+void encodesBase64(const Kernels& kernels, const Kernels& portable, Input& input, Placed& bytes) {
+    std::string alphabet(input.flag() ? _base64_table : _modBase64_table, 64);
+    const std::string_view drawn = input.flag() ? input.text(64) : "";
+    std::copy(drawn.begin(), drawn.end(), alphabet.begin());
+    const std::size_t groups = bytes.size() / 3, n = groups * 4;
+    Room expected(n), text(n);
+    portable.encodeBase64(bytes.bytes(), groups, alphabet.data(), expected.chars());
+    kernels.encodeBase64(bytes.bytes(), groups, alphabet.data(), text.chars());
+    expect(text.view(n) == expected.view(n));
+}
+
+Base64Values drawValues(Input& input) {
+    Base64Values values{{}, Base64Values::kOther};
+    std::fill(std::begin(values.of), std::end(values.of), contentcoding::kBase64Skipped);
+    const unsigned int choice = input.byte() % 3;
+    if (choice == 2) {
+        // Any value below 64 is a digit's.
+        const std::string_view drawn = input.text(256);
+        for (std::size_t c = 0; c < drawn.size(); ++c) {
+            const auto value = static_cast<unsigned char>(drawn[c]);
+            if (value < 64) values.of[c] = value;
+        }
+        return values;
+    }
+    values.alphabet = choice == 0 ? Base64Values::kStandard : Base64Values::kUrlSafe;
+    const char* const digits = choice == 0 ? _base64_table : _modBase64_table;
+    for (unsigned char v = 0; v < 64; ++v)
+        values.of[static_cast<unsigned char>(digits[v])] = v;
+    return values;
+}
+
+// How far behind the last quantum a kernel goes on reading is its own affair.
+void decodesBase64(const Kernels& kernels, const Kernels& portable, Input& input, Placed& text) {
+    const Base64Values values = drawValues(input);
+    const std::size_t room = text.size() / 4 * 3;
+    Room expected(room), bytes(room);
+    const auto digitsLeft = [&](const Progress& done) {
+        const std::string_view left = text.view().substr(done.read);
+        return std::count_if(left.begin(), left.end(),
+                             [&](char c) { return values.of[static_cast<unsigned char>(c)] < 64; });
+    };
+    const Progress wanted =
+        portable.decodeBase64(text.chars(), text.size(), values, expected.bytes());
+    const Progress done = kernels.decodeBase64(text.chars(), text.size(), values, bytes.bytes());
+    expect(done.read <= text.size() && done.written == wanted.written);
+    expect(digitsLeft(done) <= 3 && digitsLeft(done) == digitsLeft(wanted));
+    expect(bytes.view(done.written) == expected.view(done.written));
+}
+
+void measuresRuns(const Kernels& kernels, const Kernels& portable, Input& input, Placed& bytes) {
+    const ByteClass is = drawClass(input);
+    expect(kernels.runLength(bytes.bytes(), bytes.size(), is) ==
+           portable.runLength(bytes.bytes(), bytes.size(), is));
+}
+
+// Bytes that are not kept are escaped; those of another drawn class become "_", or stop the coder.
+Escapes drawEscapes(Input& input) {
+    Escapes escapes = contentcoding::escapesExcept(drawClass(input));
+    const ByteClass others = drawClass(input);
+    const bool stop = input.flag();
+    for (unsigned int b = 0; b < 256; ++b) {
+        if (!escapes.kept.is[b] && others.is[b]) escapes.of[b] = {{'_'}, stop ? 0u : 1u};
+    }
+    return escapes;
+}
+
+// A kernel may leave a rest that an escape would not have room in.
+void escapes(const Kernels& kernels, const Kernels& portable, Input& input, Placed& bytes) {
+    const Escapes table = drawEscapes(input);
+    const std::size_t most = input.number();
+    const std::size_t room = std::min(most, bytes.size() * 3);
+    Room expected(room + contentcoding::kSlack), text(room + contentcoding::kSlack);
+    const Progress wanted =
+        portable.escape(bytes.bytes(), bytes.size(), table, expected.chars(), room);
+    const Progress done = kernels.escape(bytes.bytes(), bytes.size(), table, text.chars(), room);
+    expect(done.read <= wanted.read && done.written <= wanted.written && wanted.written <= room);
+    expect(done.read == wanted.read || room - done.written < 3);
+    expect(text.view(done.written) == expected.view(done.written));
+}
+
+// Characters of another drawn class are dropped, or written as "_". What counts as a digit is kept,
+// as the contract has it.
+Unescapes drawUnescapes(Input& input) {
+    const ByteClass drawn = drawClass(input), others = drawClass(input);
+    const unsigned int settings = input.byte();
+    const bool dropped = settings & 1, escapesStop = settings & 2;
+    const unsigned int significant = settings & 4 ? 0x7F : 0xFF;
+    Unescapes unescapes =
+        contentcoding::unescapesExcept(contentcoding::byteClass([&](unsigned char b) {
+            const unsigned int c = b & significant;
+            return c != '=' &&
+                   (drawn[b] || contentcoding::kHexDigitValue[c] != contentcoding::kNoHexDigit);
+        }));
+    for (unsigned int c = 0; c < 256; ++c) {
+        contentcoding::setDigit(unescapes, c, c & significant);
+        if ((c & significant) == '=') {
+            unescapes.length[c] = Unescapes::kEscape;
+        } else if (!unescapes.kept.is[c] && others.is[c]) {
+            unescapes.text[c] = '_';
+            unescapes.length[c] = dropped ? 0 : 1;
+        }
+    }
+    if (escapesStop) {
+        unescapes.lowest = 1;
+        unescapes.count = 0xFE;
+    }
+    return unescapes;
+}
+
+void unescapes(const Kernels& kernels, const Kernels& portable, Input& input, Placed& text) {
+    const Unescapes table = drawUnescapes(input);
+    const std::size_t most = input.number();
+    const std::size_t room = std::min(most, text.size());
+    Room expected(room + contentcoding::kSlack), bytes(room + contentcoding::kSlack);
+    const Progress wanted =
+        portable.unescape(text.chars(), text.size(), table, expected.chars(), room);
+    const Progress done = kernels.unescape(text.chars(), text.size(), table, bytes.chars(), room);
+    expect(done.read == wanted.read && done.written == wanted.written && done.written <= room);
+    expect(bytes.view(done.written) == expected.view(done.written));
+}
+
+void encodesBase32(const Kernels& kernels, const Kernels& portable, Input&, Placed& bytes) {
+    const std::size_t groups = bytes.size() / 5, n = groups * 8;
+    Room expected(n), text(n);
+    portable.encodeBase32(bytes.bytes(), groups, expected.chars());
+    kernels.encodeBase32(bytes.bytes(), groups, text.chars());
+    expect(text.view(n) == expected.view(n));
+}
+
+// A kernel may stop early.
+void decodesBase32(const Kernels& kernels, const Kernels& portable, Input&, Placed& text) {
+    const std::size_t groups = text.size() / 8;
+    Room expected(groups * 5), bytes(groups * 5);
+    const std::size_t wanted = portable.decodeBase32(text.chars(), groups, expected.bytes());
+    const std::size_t done = kernels.decodeBase32(text.chars(), groups, bytes.bytes());
+    expect(done <= wanted);
+    expect(bytes.view(done * 5) == expected.view(done * 5));
+}
+
+constexpr decltype(&encodesBase64) kComparisons[] = {
+    encodesBase64, decodesBase64, measuresRuns, escapes, unescapes, encodesBase32, decodesBase32,
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const Kernels* const* portable = contentcoding::availableKernels();
+    while (portable[1])
+        ++portable;
+    for (const Kernels* const* kernels = contentcoding::availableKernels(); kernels != portable;
+         ++kernels) {
+        Input input(data, size);
+        const auto compare = kComparisons[input.byte() % std::size(kComparisons)];
+        const std::size_t offset = input.byte() % 64;
+        Input settings = input;
+        // Where the settings are drawn from, the bytes start too.
+        Placed bytes(input.rest().view(), offset);
+        compare(**kernels, **portable, settings, bytes);
+    }
+    return 0;
+}
