@@ -1,10 +1,8 @@
 #ifndef FUZZ_INPUT_H
 #define FUZZ_INPUT_H
 
-#include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <string>
 #include <string_view>
 
 #include "codec/ContentCoding.h"
@@ -37,16 +35,11 @@ private:
     std::size_t m_size;
 };
 
-// Draws from the front of the input, of which nothing but zeros follows the end. The first byte
-// tells how often the rest is repeated: so a short input is a long text too, and what takes more
-// than linear time takes too long.
+// Draws from the front of the input, of which nothing but zeros follows the end.
 class Input {
 public:
     Input(const unsigned char* data, std::size_t size)
-        : m_left(reinterpret_cast<const char*>(data), size) {
-        constexpr unsigned int notRepeated = 0xEB;
-        m_repeats = std::size_t{1} << (std::max(byte(), notRepeated) - notRepeated);
-    }
+        : m_left(reinterpret_cast<const char*>(data), size) {}
 
     unsigned int byte() {
         const std::string_view drawn = text(1);
@@ -68,22 +61,14 @@ public:
     // A text that a byte before it tells the length of.
     std::string_view shortText() { return text(byte()); }
 
-    // What is left, repeated, or at most `longest` bytes of that.
-    HeapCopy rest(HeapCopy::Ending ending = HeapCopy::kExact, std::size_t longest = kLongest) {
-        longest = std::min(longest, kLongest);
-        const std::string_view once = text(longest);
-        if (m_repeats == 1) return {once, ending};
-        std::string repeated;
-        for (std::size_t i = 0; i < m_repeats && repeated.size() + once.size() <= longest; ++i)
-            repeated += once;
-        return {repeated, ending};
+    // All that is left, or at most `longest` bytes of it.
+    HeapCopy rest(HeapCopy::Ending ending = HeapCopy::kExact,
+                  std::size_t longest = std::string_view::npos) {
+        return {text(longest), ending};
     }
 
 private:
-    static constexpr std::size_t kLongest = std::size_t{1} << 20;
-
     std::string_view m_left;
-    std::size_t m_repeats;
 };
 
 inline std::string_view viewOf(const DataBuffer& bytes) {

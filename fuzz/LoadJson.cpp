@@ -54,6 +54,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const bool canonicalized = ContentCoding::canonicalizeItida(json, form, log);
     expect(canonicalized == (log.text().getSize() == 0));
     expect(canonicalized || form.getSize() == 0);
+    // Names and values end at their first U+0000.
+    expect(viewOf(form).find('\0') == std::string_view::npos);
     // Without the option, or without documents, only a fault stands in the way.
     const bool whole = log.m_options.getSize() == 0 || !document->hasMember("documents", log);
     expect(whole ? canonicalized == loaded : loaded);

@@ -1,5 +1,6 @@
 // Encoding to quoted-printable, or to its DKIM form, in lines of any length, and decoding, gives
-// the input back. No line is too long.
+// the input back. No line is too long, ends with a blank, or starts with what mail software takes
+// for its own.
 #include <algorithm>
 #include <string>
 
@@ -12,7 +13,9 @@ constexpr std::size_t kShortestLine = 10;
 void expectLines(std::string_view text, std::size_t longest) {
     while (!text.empty()) {
         const std::size_t n = std::min(text.find("\r\n"), text.size());
-        expect(n <= longest);
+        const std::string_view line = text.substr(0, n);
+        expect(n <= longest && !line.ends_with(' ') && !line.ends_with('\t'));
+        expect(!line.starts_with('.') && !line.starts_with("From "));
         text.remove_prefix(std::min(n + 2, text.size()));
     }
 }

@@ -4,7 +4,7 @@
 namespace {
 
 // Base58 takes time that grows with the square of the length.
-constexpr std::size_t kLongestBase58 = 4096;
+constexpr std::size_t kLongestBase58 = 16384;
 
 }  // namespace
 
