@@ -23,9 +23,9 @@ std::uint64_t others(uint8x16_t bytes, uint8x16_t low, uint8x16_t high) {
 }  // namespace
 
 // Aligned blocks, as the contract allows. Sanitizers do not know.
-[[gnu::no_sanitize("address", "thread")]] std::size_t runLength(const unsigned char* p,
-                                                                std::size_t n,
-                                                                const ByteClass& is) {
+__attribute__((no_sanitize("address", "thread"))) std::size_t runLength(const unsigned char* p,
+                                                                        std::size_t n,
+                                                                        const ByteClass& is) {
     constexpr std::size_t kBlock = 16;
     if (n == 0) return 0;
     const uint8x16_t low = vld1q_u8(is.low), high = vld1q_u8(is.high);
