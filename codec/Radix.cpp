@@ -573,10 +573,10 @@ bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& ou
         return value;
     };
     if (unsigned char* bytes = out.extend(len / 3 * 2)) {
-        for (; len >= 3; bytes += 2) {
+        while (len >= 3) {
             const unsigned int value = take();
-            bytes[0] = static_cast<unsigned char>(value >> 8);
-            bytes[1] = static_cast<unsigned char>(value);
+            *bytes++ = static_cast<unsigned char>(value >> 8);
+            *bytes++ = static_cast<unsigned char>(value);
         }
     }
     while (len >= 3)  // without room for all, as many as there is room for
