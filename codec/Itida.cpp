@@ -1,5 +1,6 @@
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
+#include "support/Ascii.h"
 #include "support/Json.h"
 
 namespace {

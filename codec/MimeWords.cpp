@@ -5,6 +5,7 @@
 
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
+#include "codec/EscapedText.h"
 #include "codec/StagingWriter.h"
 #include "codec/Tables.h"
 #include "support/Ascii.h"
@@ -14,6 +15,7 @@ namespace {
 
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
+using contentcoding::EscapedText;
 using contentcoding::Escapes;
 using contentcoding::runLength;
 using contentcoding::StagingWriter;
@@ -51,14 +53,9 @@ constexpr ByteClass kKeptInQ = byteClass(
 constexpr ByteClass kKeptInQWithoutComma =
     byteClass([](unsigned char b) { return kKeptInQ[b] && b != ',' && b != ':'; });
 
-constexpr Escapes qEscapesExcept(const ByteClass& kept) {
-    Escapes escapes = contentcoding::escapesExcept(kept);
-    escapes.of[unsigned{' '}] = {{'_'}, 1};
-    return escapes;
-}
-
-constexpr Escapes kQEscapes = qEscapesExcept(kKeptInQ);
-constexpr Escapes kQEscapesWithComma = qEscapesExcept(kKeptInQWithoutComma);
+constexpr Escapes kQEscapes = {.kept = kKeptInQ, .replaced = ' ', .replacement = '_'};
+constexpr Escapes kQEscapesWithComma = {
+    .kept = kKeptInQWithoutComma, .replaced = ' ', .replacement = '_'};
 
 char* encodeQ(const void* data, unsigned int n, const Escapes& escapes, unsigned int* outLen) {
     if (!outLen) return nullptr;
@@ -66,14 +63,10 @@ char* encodeQ(const void* data, unsigned int n, const Escapes& escapes, unsigned
     if (!data || n == 0) return nullptr;
     StringBuffer text;
     StagingWriter<ToText, kBlockBytes> out(ToText{text});
-    for (std::string_view in = viewOf(data, n); !in.empty();) {
-        const auto done = contentcoding::kernels().escape(bytesOf(in), in.size(), escapes,
-                                                          out.next(), out.room());
-        out.advance(done.written);
-        in.remove_prefix(done.read);
-        if (done.read > 0) continue;
-        out.putEscape(static_cast<unsigned char>(in[0]));  // across the end of the block
-        in.remove_prefix(1);
+    EscapedText in(data, n, escapes);
+    for (std::string_view part = in.next(); !part.empty(); part = in.next()) {
+        out.put(part);
+        in.skip(part.size());
     }
     (void)out.finish();  // what could be held is returned, as the interface has it
     return text.extractString(outLen);
@@ -164,16 +157,12 @@ void foldValue(std::string_view value, int codePage, int widePage, unsigned int 
 
 // ---- Decoding ----
 
-constexpr Unescapes kQUnescapes = [] {
-    Unescapes unescapes = contentcoding::unescapesExcept(byteClass([](unsigned char b) {
-        return (b > 32 && b < 127 && b != '=' && b != '?' && b != '_') || b >= 0xA0;
-    }));
-    for (const unsigned int blank : {0x5Fu, 0x20u}) {  // "_" and the space itself
-        unescapes.text[blank] = ' ';
-        unescapes.length[blank] = 1;
-    }
-    return unescapes;
-}();
+constexpr Unescapes kQUnescapes = {
+    .kept = byteClass([](unsigned char b) {
+        return (b >= 32 && b < 127 && b != '=' && b != '?' && b != '_') || b >= 0xA0;
+    }),
+    .replaced = '_',
+    .replacement = ' '};
 
 struct Word {
     std::string_view charset;

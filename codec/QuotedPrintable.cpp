@@ -6,6 +6,7 @@
 
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
+#include "codec/EscapedText.h"
 #include "codec/StagingWriter.h"
 #include "support/Ascii.h"
 
@@ -13,15 +14,14 @@ namespace {
 
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
+using contentcoding::EscapedText;
 using contentcoding::Escapes;
-using contentcoding::escapesExcept;
 using contentcoding::kNoHexDigit;
 using contentcoding::StagingWriter;
 using contentcoding::ToBytes;
 using contentcoding::ToOutput;
 using contentcoding::ToText;
 using contentcoding::Unescapes;
-using contentcoding::unescapesExcept;
 
 constexpr unsigned int kBlockBytes = 2000;
 constexpr unsigned int kEscapeChars = 3;
@@ -32,86 +32,14 @@ constexpr bool isBlankOrBreak(unsigned char b) { return isBlank(b) || b == '\r' 
 
 // ---- Encoding ----
 
-// The bytes still to be encoded.
-class Input {
-public:
-    Input(const void* data, unsigned int len)
-        : m_next(static_cast<const unsigned char*>(data)), m_end(m_next + len) {}
+// How many of the first `n` characters are whole units: an escape is not cut.
+std::size_t wholeUnits(std::string_view text, std::size_t n) {
+    if (n >= 1 && text[n - 1] == '=') return n - 1;
+    if (n >= 2 && text[n - 2] == '=') return n - 2;
+    return n;
+}
 
-    bool empty() const { return m_next == m_end; }
-    unsigned char first() const { return *m_next; }
-    bool startsWith(std::string_view text, std::size_t from = 0) const {
-        return left() >= from + text.size() &&
-               std::memcmp(m_next + from, text.data(), text.size()) == 0;
-    }
-    void skip(std::size_t n) { m_next += n; }
-    unsigned char take() { return *m_next++; }
-    // Whether the byte at `i` stands at the end of the input or of a line.
-    bool endsLine(std::size_t i) const { return left() == i + 1 || startsWith("\r\n", i + 1); }
-    unsigned char at(std::size_t i) const { return m_next[i]; }
-    const unsigned char* next() const { return m_next; }
-    std::size_t left() const { return static_cast<std::size_t>(m_end - m_next); }
-
-private:
-    const unsigned char* m_next;
-    const unsigned char* m_end;
-};
-
-// What is written, in lines. Columns are characters of the present line.
-template <class Sink>
-class LineWriter {
-public:
-    LineWriter(Sink sink, unsigned int lineLength)
-        : m_text(sink), m_lineLength(std::max(lineLength, kShortestLine)) {}
-
-    bool atLineStart() const { return m_column == 0; }
-    bool ok() const { return m_text.ok(); }
-    bool finish() { return m_text.finish(); }
-
-    // Writes what fits into the line and the block, and takes it off `in`. A blank that ends a line
-    // is left over. False when there is nothing like that.
-    bool putSome(Input& in, const Escapes& escapes) {
-        const unsigned int inLine = m_lineLength - 1 - std::min(m_column, m_lineLength - 1);
-        const std::size_t room = std::min(inLine, m_text.room());
-        auto done =
-            contentcoding::kernels().escape(in.next(), in.left(), escapes, m_text.next(), room);
-        if (done.read > 0 && isBlank(in.at(done.read - 1)) && escapes.kept[' '] &&
-            in.endsLine(done.read - 1)) {
-            --done.read;
-            --done.written;
-        }
-        in.skip(done.read);
-        m_text.advance(done.written);
-        m_column += static_cast<unsigned int>(done.written);
-        return done.read > 0;
-    }
-    void putEscape(unsigned char b) {
-        m_text.putEscape(b);
-        m_column += kEscapeChars;
-    }
-    void putHardBreak() {
-        m_text.put("\r\n");
-        m_column = 0;
-    }
-    void putSoftBreak() {
-        m_text.put("=\r\n");
-        m_column = 0;
-    }
-
-    // Makes sure that an escape and the "=" of a soft break fit into the line.
-    void reserveEscape() {
-        if (m_column >= m_lineLength - kEscapeChars) putSoftBreak();
-    }
-    // Ends a line that has no room for more, unless `rest` ends it itself.
-    void endFullLine(const Input& rest) {
-        if (m_column >= m_lineLength - 1 && !rest.startsWith("\r\n")) putSoftBreak();
-    }
-
-private:
-    StagingWriter<Sink, kBlockBytes> m_text;
-    unsigned int m_lineLength;
-    unsigned int m_column = 0;
-};
+constexpr std::string_view kSoftBreak = "=\r\n";
 
 // Bytes that pass unchanged in the middle of a line; a blank does not at the end of one.
 constexpr ByteClass kKept =
@@ -119,44 +47,76 @@ constexpr ByteClass kKept =
 constexpr ByteClass kKeptInDkim =
     byteClass([](unsigned char b) { return b > 32 && b < 127 && b != '=' && b != ';'; });
 
-// What CR is depends on what follows.
-constexpr Escapes kEscapes = [] {
-    Escapes escapes = escapesExcept(kKept);
-    escapes.of[unsigned{'\r'}].length = 0;
-    return escapes;
-}();
-constexpr Escapes kDkimEscapes = escapesExcept(kKeptInDkim);
+constexpr Escapes kEscapes = {.kept = kKept, .lines = true};
+constexpr Escapes kDkimEscapes = {.kept = kKeptInDkim};
+
+// "." alone ends an SMTP message, and "From " starts one in an mbox file. The blank of that may
+// have been escaped.
+bool startsMessageLine(std::string_view text) {
+    if (text[0] != 'F') return text[0] == '.';
+    return text.starts_with("From ") || text.starts_with("From=20");
+}
 
 // Whether the result of a block in the middle is looked at.
 enum class WhenRefused { kGoOn, kStop };
 
-// One pass of the loop writes a run, an escape or a line break: what a refused block ends with.
+// One pass of the loop fills at most one block. A line has room for the "=" of a soft break.
 template <class Sink>
-bool encodeBody(Input in, unsigned int lineLength, Sink sink, WhenRefused whenRefused) {
-    LineWriter<Sink> out(sink, lineLength);
-    while (!in.empty()) {
-        // "." alone ends an SMTP message, and "From " starts one in an mbox file.
-        if (out.atLineStart() && (in.first() == '.' || in.startsWith("From "))) {
-            out.putEscape(in.take());
-        } else if (in.startsWith("\r\n")) {
-            in.skip(2);
-            out.putHardBreak();
-        } else if (!out.putSome(in, kEscapes)) {
-            out.reserveEscape();
-            out.putEscape(in.take());
+bool encodeBody(EscapedText& in, unsigned int lineLength, Sink sink, WhenRefused whenRefused) {
+    StagingWriter<Sink, kBlockBytes> out(sink);
+    const std::size_t fullLine = std::max(lineLength, kShortestLine) - 1;
+    std::size_t column = 0;
+    for (std::string_view text = in.next(); !text.empty(); text = in.next()) {
+        const std::size_t room = fullLine - column;
+        std::size_t n = 0;
+        if (column == 0 && startsMessageLine(text)) {
+            out.putEscape(static_cast<unsigned char>(text[0]));
+            column = kEscapeChars;
+            n = 1;
+        } else if (const std::size_t lineEnd = in.lineEnd();
+                   lineEnd <= room && lineEnd < text.size()) {
+            n = lineEnd + 2;
+            out.put(text.substr(0, n));
+            column = 0;
+        } else if (text.size() > room || (text.size() == room && in.showsEnd())) {
+            n = wholeUnits(text, room);
+            out.put(text.substr(0, n));
+            out.put(kSoftBreak);
+            column = 0;
+        } else {
+            n = in.showsEnd() ? text.size() : wholeUnits(text, text.size() - in.kLookAhead);
+            out.put(text.substr(0, n));
+            column += n;
         }
-        out.endFullLine(in);
+        in.skip(n);
         if (whenRefused == WhenRefused::kStop && !out.ok()) return false;
     }
     return out.finish();
 }
 
+// A line goes on to the end of the unit that fills it, and past the CR of a CR LF behind that.
 template <class Sink>
-bool encodeDkim(Input in, unsigned int lineLength, Sink sink) {
-    LineWriter<Sink> out(sink, lineLength);
-    while (!in.empty()) {
-        if (!out.putSome(in, kDkimEscapes)) out.putEscape(in.take());
-        out.endFullLine(in);
+bool encodeDkim(EscapedText& in, unsigned int lineLength, Sink sink) {
+    StagingWriter<Sink, kBlockBytes> out(sink);
+    const std::size_t fullLine = std::max(lineLength, kShortestLine) - 1;
+    std::size_t column = 0;
+    for (std::string_view text = in.next(); !text.empty(); text = in.next()) {
+        const std::size_t room = fullLine - column;
+        const std::size_t shown = in.showsEnd() ? text.size() : text.size() - in.kLookAhead;
+        if (shown < room) {
+            const std::size_t n = wholeUnits(text, shown);
+            out.put(text.substr(0, n));
+            in.skip(n);
+            column += n;
+            continue;
+        }
+        std::size_t n = room;
+        if (const std::size_t whole = wholeUnits(text, n); whole < n) n = whole + kEscapeChars;
+        if (text.substr(n).starts_with("=0D=0A")) n += kEscapeChars;
+        out.put(text.substr(0, n));
+        out.put(kSoftBreak);
+        in.skip(n);
+        column = 0;
     }
     return out.finish();
 }
@@ -172,22 +132,25 @@ unsigned char digitAt(std::string_view text, std::size_t i) {
     return i < text.size() ? contentcoding::kHexDigitValue[lowBits(text[i])] : kNoHexDigit;
 }
 
-// Escapes of 0 and of 255 may be more than that.
-constexpr Unescapes kUnescapes = [] {
-    Unescapes unescapes =
-        unescapesExcept(byteClass([](unsigned char b) { return (b & 0x7F) != '='; }));
-    for (unsigned int c = 0x80; c < 0x100; ++c) {
-        unescapes.length[c] = unescapes.length[c & 0x7F];
-        contentcoding::setDigit(unescapes, c, c & 0x7F);
-    }
-    unescapes.lowest = 1;
-    unescapes.count = 0xFE;
-    return unescapes;
-}();
+constexpr ByteClass kNotEscaped = byteClass([](unsigned char b) { return (b & 0x7F) != '='; });
 
-// How much of a line's content is decoded: without the white space at its end. A line of nothing
-// else loses its line ends only.
-std::size_t trimmedSize(std::string_view content) {
+// Escapes of 0 and of 255 may be more than that.
+constexpr Unescapes bodyUnescapes(bool lines, bool unicodeEscapes) {
+    return {.kept = kNotEscaped,
+            .escapeBits = 0x7F,
+            .digitBits = 0x7F,
+            .lines = lines,
+            .stopsAtFff = true,
+            .stopsAtZero = unicodeEscapes};
+}
+
+// For whole lines, and for the contents of one; each without and with escapes of characters.
+constexpr Unescapes kLineUnescapes[] = {bodyUnescapes(true, false), bodyUnescapes(true, true)};
+constexpr Unescapes kContentUnescapes[] = {bodyUnescapes(false, false), bodyUnescapes(false, true)};
+
+// How much of a line's content is decoded: without the white space at its end. A whole line of
+// nothing else loses its line ends only.
+std::size_t trimmedSize(std::string_view content, bool isWholeLine) {
     const auto trimmed = [content](auto dropped) {
         std::size_t n = content.size();
         while (n > 0 && dropped(lowBits(content[n - 1])))
@@ -195,7 +158,8 @@ std::size_t trimmedSize(std::string_view content) {
         return n;
     };
     const std::size_t n = trimmed(isBlankOrBreak);
-    return n > 0 ? n : trimmed([](unsigned char b) { return b == '\r' || b == '\n'; });
+    if (n > 0 || !isWholeLine) return n;
+    return trimmed([](unsigned char b) { return b == '\r' || b == '\n'; });
 }
 
 class BodyDecoder {
@@ -203,17 +167,11 @@ public:
     BodyDecoder(DataBuffer& out, bool unicodeEscapes)
         : m_out(ToBytes{out}), m_unicodeEscapes(unicodeEscapes) {}
 
-    // Decodes the first `n` characters of `text`, the content of a line; escapes may look
-    // further. False when a soft line break ends it.
-    bool decodeLine(std::string_view text, std::size_t n);
-
-    void putBreak() {
-        m_out.put('\r');
-        m_out.put('\n');
-    }
-    bool finish() { return m_out.finish(); }
+    bool decode(std::string_view text);
 
 private:
+    std::size_t decodeLine(std::string_view text, bool isWhole);
+    bool decodeContent(std::string_view text, std::size_t n);
     std::size_t decodeEscape(std::string_view text, std::size_t n);
     bool putReference(std::string_view digits);
 
@@ -221,9 +179,37 @@ private:
     bool m_unicodeEscapes;
 };
 
-bool BodyDecoder::decodeLine(std::string_view text, std::size_t n) {
+// Most lines end in what a decoder need not look at; what is left of others goes the long way.
+bool BodyDecoder::decode(std::string_view text) {
+    const auto unescape = contentcoding::kernels().unescape;
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::size_t room = m_out.room();
+        const auto done = unescape(rest.data(), rest.size(), kLineUnescapes[m_unicodeEscapes],
+                                   m_out.next(), room);
+        m_out.advance(done.written);
+        rest.remove_prefix(done.read);
+        if (done.written == room || rest.empty()) continue;
+        const bool isWhole = rest.size() == text.size() || rest.data()[-1] == '\n';
+        rest.remove_prefix(decodeLine(rest, isWhole));
+    }
+    return m_out.finish();
+}
+
+// Decodes what is left of a line; returns how much of the text that was.
+std::size_t BodyDecoder::decodeLine(std::string_view text, bool isWhole) {
+    const std::size_t content = std::min(text.find('\n'), text.size());
+    const bool hard = decodeContent(text, trimmedSize(text.substr(0, content), isWhole));
+    if (content == text.size()) return content;
+    if (hard) m_out.put("\r\n");
+    return content + 1;
+}
+
+// Decodes the first `n` characters of `text`, the content of a line; escapes may look further.
+// False when a soft line break ends it.
+bool BodyDecoder::decodeContent(std::string_view text, std::size_t n) {
     for (std::size_t i = 0; i < n;) {
-        const auto done = contentcoding::kernels().unescape(text.data() + i, n - i, kUnescapes,
+        const auto done = contentcoding::kernels().unescape(text.data() + i, n - i,
+                                                            kContentUnescapes[m_unicodeEscapes],
                                                             m_out.next(), m_out.room());
         m_out.advance(done.written);
         i += done.read;
@@ -277,13 +263,9 @@ bool BodyDecoder::putReference(std::string_view digits) {
 }
 
 // White space means nothing.
-constexpr Unescapes kDkimUnescapes = [] {
-    Unescapes unescapes =
-        unescapesExcept(byteClass([](unsigned char b) { return b != '=' && !isBlankOrBreak(b); }));
-    for (unsigned int c = 0x80; c < 0x100; ++c)
-        contentcoding::setDigit(unescapes, c, c & 0x7F);
-    return unescapes;
-}();
+constexpr Unescapes kDkimUnescapes = {
+    .kept = byteClass([](unsigned char b) { return b != '=' && !isBlankOrBreak(b); }),
+    .digitBits = 0x7F};
 
 }  // namespace
 
@@ -291,7 +273,8 @@ bool ContentCoding::encodeQuotedPrintable(const void* data, unsigned int len,
                                           StringBuffer& out) const {
     if (!data || len == 0) return true;
     if (!out.expectNumBytes(len)) return false;
-    return encodeBody({data, len}, m_lineLength, ToText{out}, WhenRefused::kGoOn);
+    EscapedText in(data, len, kEscapes);
+    return encodeBody(in, m_lineLength, ToText{out}, WhenRefused::kGoOn);
 }
 
 char* ContentCoding::encodeQuotedPrintable(const void* data, unsigned int len,
@@ -301,40 +284,33 @@ char* ContentCoding::encodeQuotedPrintable(const void* data, unsigned int len,
     if (!data || len == 0) return nullptr;
     StringBuffer text;
     if (!text.expectNumBytes(len)) return nullptr;
+    EscapedText in(data, len, kEscapes);
     // What could be held is returned, as the interface has it.
-    (void)encodeBody({data, len}, m_lineLength, ToText{text}, WhenRefused::kGoOn);
+    (void)encodeBody(in, m_lineLength, ToText{text}, WhenRefused::kGoOn);
     return text.extractString(outLen);
 }
 
 bool ContentCoding::encodeQpToOutput(const void* data, unsigned int len, _zqOutput& out,
                                      _zqIoParams& ioParams, LogBase& log) const {
     if (!data || len == 0) return true;
-    return encodeBody({data, len}, m_lineLength, ToOutput{out, ioParams, log}, WhenRefused::kStop);
+    EscapedText in(data, len, kEscapes);
+    return encodeBody(in, m_lineLength, ToOutput{out, ioParams, log}, WhenRefused::kStop);
 }
 
 bool ContentCoding::decodeQuotedPrintable(const char* text, unsigned int len,
                                           DataBuffer& out) const {
     if (!text || len == 0) return false;
     const void* const nul = std::memchr(text, '\0', len);
-    std::string_view rest(
-        text, nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - text) : len);
-    if (rest.empty()) return false;
-    BodyDecoder decoder(out, m_qpDecodeUnicodeEscapes);
-    while (!rest.empty()) {
-        const std::size_t content = std::min(rest.find('\n'), rest.size());
-        const bool broken = content < rest.size();
-        const bool hard = decoder.decodeLine(rest, trimmedSize(rest.substr(0, content)));
-        if (broken && hard) decoder.putBreak();
-        rest.remove_prefix(broken ? content + 1 : content);
-    }
-    return decoder.finish();
+    if (nul) len = static_cast<unsigned int>(static_cast<const char*>(nul) - text);
+    return len > 0 && BodyDecoder(out, m_qpDecodeUnicodeEscapes).decode({text, len});
 }
 
 bool ContentCoding::encodeDkimQuotedPrintable(const void* data, unsigned int len,
                                               StringBuffer& out) const {
     if (!data || len == 0) return true;
     if (!out.expectNumBytes(len)) return false;
-    return encodeDkim({data, len}, m_lineLength, ToText{out});
+    EscapedText in(data, len, kDkimEscapes);
+    return encodeDkim(in, m_lineLength, ToText{out});
 }
 
 bool ContentCoding::decodeDkimQuotedPrintable(const char* text, unsigned int len, DataBuffer& out) {

@@ -55,6 +55,14 @@ public:
     unsigned int room() const { return Capacity - m_held; }
 
     void put(std::string_view text) {
+        if (text.size() < room()) {
+            std::memcpy(m_block + m_held, text.data(), text.size());
+            m_held += static_cast<unsigned int>(text.size());
+        } else {
+            putBlocks(text);
+        }
+    }
+    void putBlocks(std::string_view text) {
         while (!text.empty()) {
             const std::size_t n = std::min<std::size_t>(text.size(), room());
             std::memcpy(m_block + m_held, text.data(), n);
@@ -71,7 +79,8 @@ public:
 
     // "=" and the two digits of `b`.
     void putEscape(unsigned char b) {
-        const char escape[] = {'=', HexDigits[b >> 4], HexDigits[b & 0x0F]};
+        char escape[3];
+        writeEscape(b, escape);
         put({escape, sizeof escape});
     }
 

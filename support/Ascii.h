@@ -36,6 +36,13 @@ constexpr unsigned char hexDigitValue(char c) {
     return kHexDigitValue[static_cast<unsigned char>(c)];
 }
 
+// Writes "=" and the two digits of `b`.
+inline void writeEscape(unsigned char b, char* text) {
+    text[0] = '=';
+    text[1] = HexDigits[b >> 4];
+    text[2] = HexDigits[b & 0x0F];
+}
+
 // Whether the two texts are equal when ASCII letters of either case count as equal.
 constexpr bool equalIgnoringCase(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) return false;

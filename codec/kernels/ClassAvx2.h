@@ -23,8 +23,8 @@ static inline __m256i twice(const unsigned char* half) {
 
 static inline ClassTables tablesOf(const ByteClass& is) { return {twice(is.low), twice(is.high)}; }
 
-// A bit for each byte that does not belong to the class.
-static inline std::uint32_t others(__m256i bytes, const ClassTables& is) {
+// All bits of each byte that does not belong to the class.
+static inline __m256i outside(__m256i bytes, const ClassTables& is) {
     const __m256i bit = _mm256_set1_epi64x(static_cast<long long>(0x8040201008040201));
     const __m256i half = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), _mm256_set1_epi8(0x0F));
     // A shuffle goes by the low half, and gives 0 where the byte's highest bit is set: so one of
@@ -33,8 +33,12 @@ static inline std::uint32_t others(__m256i bytes, const ClassTables& is) {
     const __m256i entry =
         _mm256_or_si256(_mm256_shuffle_epi8(is.low, bytes), _mm256_shuffle_epi8(is.high, flipped));
     const __m256i member = _mm256_and_si256(entry, _mm256_shuffle_epi8(bit, half));
-    return static_cast<std::uint32_t>(
-        _mm256_movemask_epi8(_mm256_cmpeq_epi8(member, _mm256_setzero_si256())));
+    return _mm256_cmpeq_epi8(member, _mm256_setzero_si256());
+}
+
+// A bit for each of them.
+static inline std::uint32_t others(__m256i bytes, const ClassTables& is) {
+    return static_cast<std::uint32_t>(_mm256_movemask_epi8(outside(bytes, is)));
 }
 
 static inline unsigned int firstBit(std::uint32_t bits) {

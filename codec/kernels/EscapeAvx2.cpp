@@ -1,114 +1,298 @@
+#include <array>
 #include <cstring>
 
 #include "codec/kernels/Avx2.h"
 #include "codec/kernels/ClassAvx2.h"
 #include "codec/kernels/Scalar.h"
+#include "support/Ascii.h"
 
 namespace contentcoding::avx2 {
 namespace {
 
 constexpr std::size_t kBlock = 32;
-constexpr std::size_t kLongestEscape = 3;
+constexpr std::size_t kEscapeChars = 3;          // and those of a soft line break
+constexpr char kNone = static_cast<char>(0x80);  // what a shuffle writes a zero for
 
 __m256i load(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
 void store(__m256i block, void* p) { _mm256_storeu_si256(static_cast<__m256i*>(p), block); }
+__m256i all(unsigned char b) { return _mm256_set1_epi8(static_cast<char>(b)); }
+__m256i equal(__m256i a, unsigned char b) { return _mm256_cmpeq_epi8(a, all(b)); }
+std::uint32_t bits(__m256i mask) { return static_cast<std::uint32_t>(_mm256_movemask_epi8(mask)); }
 
-constexpr std::size_t kCopied = 8;
+// ---- Writing ----
 
-// Reads and writes up to 7 characters more.
-void copy(const char* from, std::size_t n, char* to) {
-    for (std::size_t i = 0; i < n; i += kCopied)
-        std::memcpy(to + i, from + i, kCopied);
+// For four bytes, of which those whose bit is set are escaped: how many characters they take, and
+// how these come from the four bytes themselves, their high digits, their low digits, and "=".
+struct Expansion {
+    char order[16];
+    unsigned char length;
+};
+
+constexpr std::array<Expansion, 16> kExpansions = [] {
+    std::array<Expansion, 16> expansions{};
+    for (unsigned int escaped = 0; escaped < 16; ++escaped) {
+        Expansion& expansion = expansions[escaped];
+        for (char& place : expansion.order)
+            place = kNone;
+        unsigned char n = 0;
+        for (unsigned int i = 0; i < 4; ++i) {
+            if (escaped >> i & 1) {
+                expansion.order[n++] = 12;
+                expansion.order[n++] = static_cast<char>(4 + i);
+                expansion.order[n++] = static_cast<char>(8 + i);
+            } else {
+                expansion.order[n++] = static_cast<char>(i);
+            }
+        }
+        expansion.length = n;
+    }
+    return expansions;
+}();
+constexpr std::size_t kLongestExpansion = 12;
+
+__m128i digitsOf(__m128i halves) {
+    const __m128i digits = _mm_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'A', 'B',
+                                         'C', 'D', 'E', 'F');
+    return _mm_shuffle_epi8(digits, _mm_and_si128(halves, _mm_set1_epi8(0x0F)));
 }
 
-std::size_t smaller(std::size_t a, std::size_t b) { return a < b ? a : b; }
+// Writes 16 bytes, of which those whose bit is set are escaped; returns where the next go.
+char* expand(__m128i bytes, __m128i kept, unsigned int escaped, char* text) {
+    const __m128i high = digitsOf(_mm_srli_epi16(bytes, 4)), low = digitsOf(bytes);
+    const __m128i signs = _mm_set1_epi8('=');
+    const __m128i front = _mm_unpacklo_epi32(kept, high), back = _mm_unpacklo_epi32(low, signs);
+    const __m128i front2 = _mm_unpackhi_epi32(kept, high), back2 = _mm_unpackhi_epi32(low, signs);
+    const __m128i fours[] = {_mm_unpacklo_epi64(front, back), _mm_unpackhi_epi64(front, back),
+                             _mm_unpacklo_epi64(front2, back2), _mm_unpackhi_epi64(front2, back2)};
+    for (unsigned int i = 0; i < 4; ++i) {
+        const Expansion& expansion = kExpansions[escaped >> (4 * i) & 15];
+        const __m128i order = _mm_loadu_si128(reinterpret_cast<const __m128i*>(expansion.order));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(text), _mm_shuffle_epi8(fours[i], order));
+        text += expansion.length;
+    }
+    return text;
+}
+
+// Which bytes of a block with line ends are escaped, of those that others() found; `inLineEnd` says
+// whether the byte before the block is the CR of a CR LF, and then whether the last byte is.
+std::uint32_t withoutLineEnds(std::uint32_t found, const unsigned char* p, __m256i block,
+                              bool& inLineEnd) {
+    const std::uint32_t starts =
+        bits(_mm256_and_si256(equal(block, '\r'), equal(load(p + 1), '\n')));
+    const bool next = p[kBlock] == '\r' && p[kBlock + 1] == '\n';
+    const std::uint32_t beforeOne = starts >> 1 | std::uint32_t{next} << (kBlock - 1);
+    const std::uint32_t blanks = bits(_mm256_or_si256(equal(block, ' '), equal(block, '\t')));
+    found = (found & ~(starts | starts << 1 | std::uint32_t{inLineEnd})) | (blanks & beforeOne);
+    inLineEnd = starts >> (kBlock - 1) != 0;
+    return found;
+}
+
+// ---- Reading ----
+
+// How the bytes of eight whose bit is set come together.
+constexpr std::array<std::array<char, 8>, 256> kCompactions = [] {
+    std::array<std::array<char, 8>, 256> orders{};
+    for (unsigned int kept = 0; kept < 256; ++kept) {
+        unsigned int n = 0;
+        for (char i = 0; i < 8; ++i)
+            if (kept >> i & 1) orders[kept][n++] = i;
+        for (; n < 8; ++n)
+            orders[kept][n] = kNone;
+    }
+    return orders;
+}();
+
+// Writes the bytes of a half whose bit is set; returns where the next go.
+char* compact(__m128i bytes, unsigned int kept, char* to) {
+    const unsigned int first = kept & 0xFF, second = kept >> 8;
+    const auto order = [](unsigned int eight) {
+        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kCompactions[eight].data()));
+    };
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_shuffle_epi8(bytes, order(first)));
+    to += __builtin_popcount(first);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to),
+                     _mm_shuffle_epi8(_mm_srli_si128(bytes, 8), order(second)));
+    return to + __builtin_popcount(second);
+}
+
+// The values of hexadecimal digits.
+__m256i valuesOf(__m256i digits) {
+    const __m256i isLetter = _mm256_cmpgt_epi8(digits, all(0x3F));
+    const __m256i low = _mm256_add_epi8(digits, _mm256_and_si256(isLetter, all(9)));
+    return _mm256_and_si256(low, all(0x0F));
+}
+
+// By the low seven bits: 9, 10, 13 and 32, told by their low halves.
+__m256i whiteSpace(__m256i bytes) {
+    const __m256i seven = _mm256_and_si256(bytes, all(0x7F));
+    const __m256i table = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(' ', kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, '\t', '\n',
+                      kNone, kNone, '\r', kNone, kNone));
+    return _mm256_cmpeq_epi8(_mm256_shuffle_epi8(table, seven), seven);
+}
+
+template <bool kLines>
+Progress escapeBlocks(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
+                      std::size_t room) {
+    constexpr std::size_t kAhead = kLines ? 2 : 0;
+    const ClassTables kept = tablesOf(escapes.kept);
+    Progress done{0, 0};
+    bool inLineEnd = false;  // the last byte was the CR of a CR LF
+    while (n - done.read >= kBlock + kAhead && room - done.written >= kEscapeRoom) {
+        const unsigned char* const p = bytes + done.read;
+        char* const to = text + done.written;
+        const __m256i block = load(p);
+        std::uint32_t escaped = others(block, kept);
+        done.read += kBlock;
+        if (kLines && (escaped != 0 || inLineEnd || p[kBlock] == '\r'))
+            escaped = withoutLineEnds(escaped, p, block, inLineEnd);
+        if (escaped == 0) {
+            store(block, to);
+            done.written += kBlock;
+            continue;
+        }
+        const __m256i isReplaced = equal(block, escapes.replaced);
+        const __m256i written = _mm256_blendv_epi8(block, all(escapes.replacement), isReplaced);
+        escaped &= ~bits(isReplaced);
+        char* const half = expand(_mm256_castsi256_si128(block), _mm256_castsi256_si128(written),
+                                  escaped & 0xFFFF, to);
+        char* const end = expand(_mm256_extracti128_si256(block, 1),
+                                 _mm256_extracti128_si256(written, 1), escaped >> 16, half);
+        done.written += static_cast<std::size_t>(end - to);
+    }
+    if (inLineEnd) {  // whole, or not at all
+        --done.read;
+        --done.written;
+    }
+    return done;
+}
+
+constexpr ByteClass digitClass(unsigned int significant) {
+    return byteClass(
+        [significant](unsigned char b) { return kHexDigitValue[b & significant] != kNoHexDigit; });
+}
+
+constexpr ByteClass kDigits = digitClass(0xFF), kDigitsOfSevenBits = digitClass(0x7F);
+
+template <bool kLines>
+Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
+                        std::size_t room, bool& stopped) {
+    constexpr std::size_t kAhead = 3;  // digits of the last escape, and what follows it
+    const ClassTables kept = tablesOf(unescapes.kept),
+                      digits = tablesOf(unescapes.digitBits == 0xFF ? kDigits : kDigitsOfSevenBits);
+    const __m256i escapeBits = all(unescapes.escapeBits), digitBits = all(unescapes.digitBits);
+    Progress done{0, 0};
+    std::uint32_t dropped = 0;  // in the block, for what stands before it
+    bool inLineEnd = false;     // the last character was the CR of a CR LF
+    while (n - done.read >= kBlock + kAhead && room - done.written > kBlock) {
+        const char* const p = text + done.read;
+        char* const to = bytes + done.written;
+        __m256i block = load(p);
+        const __m256i next = load(p + 1);
+        const __m256i isSign = equal(_mm256_and_si256(block, escapeBits), '=');
+        const std::uint32_t sign = bits(isSign);
+        std::uint32_t stop = 0, none = 0, soft = 0;
+        if constexpr (kLines) {
+            const __m256i isLf = equal(block, '\n');
+            const __m256i isWhite = _mm256_and_si256(whiteSpace(block), whiteSpace(next));
+            stop = bits(_mm256_or_si256(isWhite, isLf));
+            if (stop != 0) {
+                const std::uint32_t lf = bits(isLf);
+                const std::uint32_t lineEnd =
+                    bits(_mm256_and_si256(equal(block, '\r'), equal(next, '\n')));
+                const std::uint32_t fine =
+                    lineEnd | (lf & (lineEnd << 1 | std::uint32_t{inLineEnd}));
+                // What follows an LF is in the next line.
+                stop = stop & ~fine & ~dropped;
+                soft = sign & lineEnd >> 1;
+                inLineEnd = lineEnd >> (kBlock - 1) != 0;
+            } else {
+                inLineEnd = false;
+            }
+        } else {
+            none = others(block, kept) & ~sign;
+        }
+        if ((sign | stop | none | dropped) == 0) {
+            store(block, to);
+            done.read += kBlock;
+            done.written += kBlock;
+            continue;
+        }
+        // A line that ends in a soft break, and has no escapes near.
+        if (kLines && sign == soft && (stop | dropped) == 0) {
+            store(block, to);
+            done.read += firstBit(soft) + kEscapeChars;
+            done.written += firstBit(soft);
+            inLineEnd = false;
+            continue;
+        }
+        if (kLines && sign >> (kBlock - 1) != 0 && p[kBlock] == '\r' && p[kBlock + 1] == '\n')
+            soft |= std::uint32_t{1} << (kBlock - 1);
+        const __m256i second = load(p + 2);
+        // A sign that is no escape's is a character.
+        const __m256i isEscape = _mm256_andnot_si256(
+            _mm256_or_si256(outside(next, digits), outside(second, digits)), isSign);
+        const __m256i values =
+            _mm256_or_si256(_mm256_slli_epi16(valuesOf(_mm256_and_si256(next, digitBits)), 4),
+                            valuesOf(_mm256_and_si256(second, digitBits)));
+        const std::uint32_t escape = bits(isEscape);
+        if (unescapes.stopsAtZero) stop |= escape & bits(equal(values, 0));
+        if (unescapes.stopsAtFff)
+            stop |= escape &
+                    bits(_mm256_and_si256(equal(values, 0xFF),
+                                          equal(_mm256_and_si256(load(p + 3), all(0x7F)), 'F')));
+        if (kLines) stop |= sign & ~soft & bits(whiteSpace(next));
+
+        const __m256i isReplaced = equal(block, unescapes.replaced);
+        block = _mm256_blendv_epi8(block, all(unescapes.replacement), isReplaced);
+        block = _mm256_blendv_epi8(block, values, isEscape);
+        const std::uint32_t units = escape | soft;
+        const std::uint64_t behind = std::uint64_t{units} << 1 | std::uint64_t{units} << 2;
+        std::uint32_t taken =
+            ~(static_cast<std::uint32_t>(behind) | dropped | soft | (none & ~bits(isReplaced)));
+        if (stop != 0) taken &= (std::uint32_t{1} << firstBit(stop)) - 1;
+        char* const half = compact(_mm256_castsi256_si128(block), taken & 0xFFFF, to);
+        char* const end = compact(_mm256_extracti128_si256(block, 1), taken >> 16, half);
+        done.written += static_cast<std::size_t>(end - to);
+        if (stop != 0) {
+            stopped = true;
+            return {done.read + firstBit(stop), done.written};
+        }
+        dropped = static_cast<std::uint32_t>(behind >> kBlock);
+        inLineEnd = inLineEnd && taken >> (kBlock - 1) != 0;
+        done.read += kBlock;
+    }
+    if (inLineEnd) {  // whole, or not at all
+        --done.read;
+        --done.written;
+    }
+    done.read += static_cast<std::size_t>(__builtin_popcount(dropped));
+    return done;
+}
 
 }  // namespace
 
-// A block is stored whole, and counts up to its first byte that is not kept; the rest of it goes
-// by the table, which takes the same time for any mixture.
+// What a block becomes is known without a branch for each byte, so that any mixture takes the same
+// time.
 Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
                 std::size_t room) {
-    const ClassTables kept = tablesOf(escapes.kept);
-    Progress done{0, 0};
-    while (n - done.read >= kBlock) {
-        const __m256i block = load(bytes + done.read);
-        const std::uint32_t other = others(block, kept);
-        store(block, text + done.written);
-        const std::size_t run = smaller(other == 0 ? kBlock : firstBit(other), room - done.written);
-        done.read += run;
-        done.written += run;
-        if (run == kBlock) continue;
-        // As many as fit for sure.
-        const std::size_t rest = smaller(kBlock - run, (room - done.written) / kLongestEscape);
-        const unsigned char* p = bytes + done.read;
-        char* to = text + done.written;
-        for (const unsigned char* const end = p + rest; p != end; ++p) {
-            const Escapes::Entry entry = escapes.of[*p];
-            if (entry.length == 0) break;
-            std::memcpy(to, entry.text, sizeof entry.text);
-            to += entry.length;
-        }
-        const bool whole = p == bytes + done.read + (kBlock - run);
-        done = {static_cast<std::size_t>(p - bytes), static_cast<std::size_t>(to - text)};
-        if (!whole) break;
-    }
-    // What is left of a line is most often one run.
-    if (n - done.read < kBlock) {
-        const std::size_t run =
-            runLength(bytes + done.read, smaller(n - done.read, room - done.written), escapes.kept);
-        std::memcpy(text + done.written, bytes + done.read, run);
-        done.read += run;
-        done.written += run;
-    }
+    Progress done = escapes.lines ? escapeBlocks<true>(bytes, n, escapes, text, room)
+                                  : escapeBlocks<false>(bytes, n, escapes, text, room);
+    if (room - done.written < kEscapeRoom && room < n * 3) return done;
     const Progress rest = scalar::escape(bytes + done.read, n - done.read, escapes,
                                          text + done.written, room - done.written);
     return {done.read + rest.read, done.written + rest.written};
 }
 
-// The characters of a block that are not kept are known from one look at it, so that reading one
-// need not wait for the one before.
+// Each place of a block is decoded as if an escape stood there, and what is none, or belongs to
+// one, is left out.
 Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
                   std::size_t room) {
-    const ClassTables kept = tablesOf(unescapes.kept);
-    Progress done{0, 0};
-    // Behind the block, copying reads up to 7 characters, and an escape 2.
-    while (n - done.read >= kBlock + kCopied && room - done.written >= kBlock) {
-        const char* const start = text + done.read;
-        const __m256i block = load(start);
-        std::uint32_t other = others(block, kept);
-        store(block, bytes + done.written);
-        std::size_t at = other == 0 ? kBlock : firstBit(other);  // all before it is done
-        done.written += at;
-        while (at < kBlock) {
-            const auto c = static_cast<unsigned char>(start[at]);
-            if (unescapes.length[c] == Unescapes::kEscape) {
-                const unsigned int byte = unescapes.escaped(start + at);
-                if (byte > 0xFF) return {done.read + at, done.written};
-                bytes[done.written++] = static_cast<char>(byte);
-                at += kLongestEscape;
-                if (at >= kBlock) break;
-            } else {
-                bytes[done.written] = static_cast<char>(unescapes.text[c]);
-                done.written += unescapes.length[c];
-                if (++at == kBlock) break;
-            }
-            other &= other - 1;  // an escape's digits are kept
-            const std::size_t next = other == 0 ? kBlock : firstBit(other);
-            copy(start + at, next - at, bytes + done.written);
-            done.written += next - at;
-            at = next;
-        }
-        done.read += at;
-    }
-    if (done.read < n) {
-        const std::size_t run =
-            runLength(reinterpret_cast<const unsigned char*>(text) + done.read,
-                      smaller(n - done.read, room - done.written), unescapes.kept);
-        std::memcpy(bytes + done.written, text + done.read, run);
-        done.read += run;
-        done.written += run;
-    }
+    bool stopped = false;
+    Progress done = unescapes.lines
+                        ? unescapeBlocks<true>(text, n, unescapes, bytes, room, stopped)
+                        : unescapeBlocks<false>(text, n, unescapes, bytes, room, stopped);
+    if (stopped) return done;
     const Progress rest = scalar::unescape(text + done.read, n - done.read, unescapes,
                                            bytes + done.written, room - done.written);
     return {done.read + rest.read, done.written + rest.written};

@@ -39,35 +39,45 @@ struct ByteClass {
     constexpr bool operator[](unsigned char b) const { return is[b]; }
 };
 
-// How bytes are written by a coder that keeps most and escapes the others.
-struct Escapes {
-    struct Entry {
-        char text[4];         // of which `length` characters count; for kept bytes they themselves
-        unsigned int length;  // at most 3; 0 where the coder stops
-    };
-    ByteClass kept;
-    Entry of[256];
-};
-
-// How such text is read.
-struct Unescapes {
-    static constexpr unsigned char kEscape = 0xFF;  // for a length: two digits follow
-    static constexpr unsigned short kNoDigit = 0x100;
-    ByteClass kept;                 // with all hexadecimal digits
-    unsigned char text[256];        // what a character that is no escape's first stands for,
-    unsigned char length[256];      // when this is 1; 0 for one that is dropped
-    unsigned short highDigit[256];  // 16 times the value of a hexadecimal digit, or kNoDigit
-    unsigned short lowDigit[256];   // the value of a hexadecimal digit, or kNoDigit
-    unsigned int lowest, count;     // the escaped bytes that the coder does not stop at
-
-    // The byte that the escape of three characters stands for; above 255 when the coder stops.
-    unsigned int escaped(const char* p) const {
-        const unsigned int byte =
-            static_cast<unsigned int>(highDigit[static_cast<unsigned char>(p[1])] |
-                                      lowDigit[static_cast<unsigned char>(p[2])]);
-        return byte - lowest < count ? byte : kNoDigit;
+// The class of the bytes that the predicate holds for.
+template <class Predicate>
+constexpr ByteClass byteClass(Predicate belongs) {
+    ByteClass is{};
+    for (unsigned int b = 0; b < 256; ++b) {
+        is.is[b] = belongs(static_cast<unsigned char>(b));
+        unsigned char& entry = (b < 0x80 ? is.low : is.high)[b & 0x0F];
+        if (is.is[b]) entry = static_cast<unsigned char>(entry | 1u << (b >> 4 & 7));
     }
+    return is;
+}
+
+// How bytes are written by a coder that keeps most of them; others are escaped, by "=" and two
+// digits.
+struct Escapes {
+    ByteClass kept;
+    // One byte that is written as another character; a kept one as itself where there is none.
+    unsigned char replaced = 'A', replacement = 'A';
+    // Whether CR and LF in a row are kept, and a space or tab before them or at the end is not.
+    bool lines = false;
 };
+
+// How such text is read. What is neither kept, nor an escape, nor replaced, is dropped.
+struct Unescapes {
+    ByteClass kept;
+    unsigned char replaced = 'A', replacement = 'A';
+    // The bits by which "=" and the digits are told.
+    unsigned char escapeBits = 0xFF, digitBits = 0xFF;
+    // Whether "=", CR and LF in a row are dropped, CR and LF in a row kept, and the coder stops at
+    // another line end, and at white space or a "=" before white space or the end: what may be the
+    // end of a line that has to be trimmed. White space is told by the low seven bits. All else is
+    // kept.
+    bool lines = false;
+    // Escapes that the coder stops at: of the byte 255 with another "F" behind, and of 0.
+    bool stopsAtFff = false, stopsAtZero = false;
+};
+
+// See Kernels::escape.
+constexpr std::size_t kEscapeRoom = 96;
 
 // What kernels may write behind the room that they are given.
 constexpr std::size_t kSlack = 32;
@@ -89,13 +99,13 @@ struct Kernels {
     // What follows that one is not touched, but for bytes of a block of 32, aligned as such.
     std::size_t (*runLength)(const unsigned char* p, std::size_t n, const ByteClass& is);
 
-    // Writes bytes as `escapes` says, as many as fit into `room` characters, up to the first one
-    // that the coder stops at; possibly fewer, when fewer than 3 more would fit.
+    // Writes bytes as `escapes` says, as many as fit into `room` characters; possibly fewer, when
+    // `room` has less than 3 characters for each byte, and less than kEscapeRoom would be left.
     Progress (*escape)(const unsigned char* bytes, std::size_t n, const Escapes& escapes,
                        char* text, std::size_t room);
 
-    // Reads at most `n` characters as `unescapes` says, as many as fit into `room` bytes, up to the
-    // first escape that is none, is not complete, or is of a byte that the coder stops at.
+    // Reads at most `n` characters as `unescapes` says, as many as fit into `room` bytes, up to
+    // where the coder stops, or to a "=" at the end. One that begins no escape is a character.
     Progress (*unescape)(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
                          std::size_t room);
 

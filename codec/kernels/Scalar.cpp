@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "support/Ascii.h"
+
 namespace contentcoding::scalar {
 namespace {
 
@@ -20,6 +22,39 @@ constexpr Base32Values kBase32Values = [] {
         values.of[static_cast<unsigned char>(kBase32Alphabet[v])] = v;
     return values;
 }();
+
+constexpr unsigned int kEscapeChars = 3;
+constexpr bool isBlank(unsigned char b) { return b == ' ' || b == '\t'; }
+
+// By the low seven bits.
+constexpr bool isWhiteSpace(char c) {
+    const unsigned int b = static_cast<unsigned char>(c) & 0x7F;
+    return b == ' ' || b == '\t' || b == '\r' || b == '\n';
+}
+
+bool startsLineEnd(const char* p, std::size_t left) {
+    return left >= 2 && p[0] == '\r' && p[1] == '\n';
+}
+
+// Decodes what starts with "=" and goes on for `left` characters. Nothing read where to stop.
+Progress unescapeOne(const char* p, std::size_t left, const Unescapes& unescapes, char* byte) {
+    if (left == 1) return {0, 0};
+    if (unescapes.lines && startsLineEnd(p + 1, left - 1)) return {kEscapeChars, 0};
+    if (unescapes.lines && isWhiteSpace(p[1])) return {0, 0};
+    *byte = *p;
+    if (left < kEscapeChars) return {1, 1};
+    const auto digitAt = [&](std::size_t i) {
+        return kHexDigitValue[static_cast<unsigned char>(p[i]) & unescapes.digitBits];
+    };
+    const unsigned int high = digitAt(1), low = digitAt(2);
+    if (high == kNoHexDigit || low == kNoHexDigit) return {1, 1};
+    const unsigned int value = high << 4 | low;
+    if (value == 0 && unescapes.stopsAtZero) return {0, 0};
+    if (value == 0xFF && unescapes.stopsAtFff && left > kEscapeChars && (p[3] & 0x7F) == 'F')
+        return {0, 0};
+    *byte = static_cast<char>(value);
+    return {kEscapeChars, 1};
+}
 
 }  // namespace
 
@@ -88,10 +123,30 @@ Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escape
                 std::size_t room) {
     Progress done{0, 0};
     while (done.read < n) {
-        const Escapes::Entry& entry = escapes.of[bytes[done.read]];
-        if (entry.length == 0 || entry.length > room - done.written) break;
-        std::memcpy(text + done.written, entry.text, sizeof entry.text);
-        done.written += entry.length;
+        const unsigned char* const p = bytes + done.read;
+        const std::size_t left = n - done.read, fits = room - done.written;
+        char* const to = text + done.written;
+        const bool blankAtEnd =
+            escapes.lines && isBlank(*p) &&
+            (left == 1 || startsLineEnd(reinterpret_cast<const char*>(p) + 1, left - 1));
+        if (escapes.kept[*p] && !blankAtEnd) {
+            if (fits < 1) break;
+            *to = static_cast<char>(*p);
+            ++done.written;
+        } else if (*p == escapes.replaced) {
+            if (fits < 1) break;
+            *to = static_cast<char>(escapes.replacement);
+            ++done.written;
+        } else if (escapes.lines && startsLineEnd(reinterpret_cast<const char*>(p), left)) {
+            if (fits < 2) break;
+            std::memcpy(to, p, 2);
+            done.written += 2;
+            ++done.read;
+        } else {
+            if (fits < kEscapeChars) break;
+            writeEscape(*p, to);
+            done.written += kEscapeChars;
+        }
         ++done.read;
     }
     return done;
@@ -102,16 +157,26 @@ Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, c
     Progress done{0, 0};
     while (done.read < n && done.written < room) {
         const char* const p = text + done.read;
+        const std::size_t left = n - done.read;
+        char* const to = bytes + done.written;
         const auto c = static_cast<unsigned char>(*p);
-        if (unescapes.length[c] == Unescapes::kEscape) {
-            if (n - done.read < 3) break;
-            const unsigned int byte = unescapes.escaped(p);
-            if (byte > 0xFF) break;
-            bytes[done.written++] = static_cast<char>(byte);
-            done.read += 3;
+        if ((c & unescapes.escapeBits) == '=') {
+            const Progress one = unescapeOne(p, left, unescapes, to);
+            if (one.read == 0) break;
+            done.read += one.read;
+            done.written += one.written;
+        } else if (unescapes.lines && startsLineEnd(p, left)) {
+            if (room - done.written < 2) break;
+            std::memcpy(to, p, 2);
+            done.read += 2;
+            done.written += 2;
+        } else if (unescapes.lines && isWhiteSpace(*p) &&
+                   (*p == '\n' || left == 1 || isWhiteSpace(p[1]))) {
+            break;
         } else {
-            bytes[done.written] = static_cast<char>(unescapes.text[c]);
-            done.written += unescapes.length[c];
+            const bool isReplaced = c == unescapes.replaced;
+            *to = isReplaced ? static_cast<char>(unescapes.replacement) : *p;
+            if (isReplaced || unescapes.kept[c]) ++done.written;
             ++done.read;
         }
     }

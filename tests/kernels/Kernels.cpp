@@ -8,8 +8,10 @@
 #include "tests/TestSupport.h"
 
 using contentcoding::Base64Values;
+using contentcoding::Escapes;
 using contentcoding::Kernels;
 using contentcoding::Progress;
+using contentcoding::Unescapes;
 
 namespace {
 
@@ -55,6 +57,9 @@ void everywhere(std::string_view in, std::size_t room,
 }
 
 const char* chars(const unsigned char* p) { return reinterpret_cast<const char*>(p); }
+const unsigned char* unsignedChars(const std::string& s) {
+    return reinterpret_cast<const unsigned char*>(s.data());
+}
 char* chars(unsigned char* p) { return reinterpret_cast<char*>(p); }
 
 // The digits of whole groups, by the bit.
@@ -201,65 +206,99 @@ namespace {
 constexpr auto kKept = contentcoding::byteClass([](unsigned char b) {
     return (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z') || (b >= '0' && b <= '9');
 });
-constexpr auto kEscapes = [] {
-    auto escapes = contentcoding::escapesExcept(kKept);
-    escapes.of[0].length = 0;
-    escapes.of[' '] = {{'_'}, 1};
-    return escapes;
-}();
-constexpr auto kUnescapes = [] {
-    auto unescapes = contentcoding::unescapesExcept(kKept);
-    unescapes.text['_'] = ' ';
-    unescapes.length['_'] = 1;
-    unescapes.lowest = 1;
-    unescapes.count = 255;
-    return unescapes;
-}();
+// What a kernel does is what the portable one does, which the coders' own tests pin down.
+const Kernels& portable() { return *all().back(); }
+
+// Texts that have every unit at every place of a block.
+std::vector<std::string> mixtures(const std::vector<std::string>& units) {
+    std::vector<std::string> texts;
+    for (std::size_t step = 1; step < 60; ++step) {
+        std::string text(step % 37, 'x');
+        for (std::size_t i = 0; text.size() < kLongest; i += step)
+            text += x(i % (step % 5 + 1)) + units[(i + i / 7) % units.size()];
+        texts.push_back(text);
+    }
+    return texts;
+}
 
 }  // namespace
 
-// Runs of each length, dense and rare escapes, every room, and the bytes that stop.
-TEST_P(KernelTest, WritesAndReadsEscapes) {
-    const auto unitOf = [](char c) {
-        const auto& entry = kEscapes.of[static_cast<unsigned char>(c)];
-        return std::string(entry.text, entry.length);
-    };
-    const std::string random = noise(kLongest);
-    for (std::size_t n = 0; n <= kLongest; ++n) {
-        std::string bytes;
-        for (std::size_t i = 0; i < n; ++i) {
-            const auto b = static_cast<unsigned char>(random[i]);
-            bytes += b % (n % 7 + 1) == 0 ? static_cast<char>(b | 1) : i % 9 == 4 ? ' ' : 'x';
-        }
-        std::string text;
-        for (const char c : bytes)
-            text += unitOf(c);
-        // Where the room is short, or a byte stops the coder, what was written is the start.
-        for (const std::size_t room : {text.size(), text.size() / 2, std::size_t{0}}) {
-            const std::string stopped = bytes + '\0' + "abc";
-            everywhere(stopped, room + contentcoding::kSlack,
-                       [&](const unsigned char* in, unsigned char* out) {
-                           const Progress done =
-                               GetParam()->escape(in, stopped.size(), kEscapes, chars(out), room);
-                           ASSERT_EQ(std::string(chars(out), done.written),
-                                     text.substr(0, done.written));
-                           ASSERT_GT(done.written + (done.read == n ? 1 : 3), room);
-                           std::size_t written = 0;
-                           for (std::size_t i = 0; i < done.read; ++i)
-                               written += unitOf(bytes[i]).size();
-                           ASSERT_EQ(written, done.written);
-                       });
-        }
-        for (const char* end : {"=0g", "=00", "=A", "="}) {
-            const std::string whole = text + "?" + end;  // what is neither kept nor an escape goes
-            everywhere(
-                whole, n + contentcoding::kSlack, [&](const unsigned char* in, unsigned char* out) {
+TEST_P(KernelTest, WritesEscapesAsThePortableKernelDoes) {
+    const Escapes formats[] = {
+        {.kept = kKept},
+        {.kept = kKept, .replaced = ' ', .replacement = '_'},
+        {.kept = contentcoding::byteClass([](unsigned char b) { return kKept[b] || b == ' '; }),
+         .lines = true}};
+    for (const Escapes& format : formats) {
+        for (const std::string& text :
+             mixtures({"\xFF", " ", "\r\n", "\r", "\n", " \r\n", "=", ""})) {
+            for (std::size_t n = 0; n <= text.size(); ++n) {
+                const std::string bytes = text.substr(0, n);
+                std::string whole(n * 3 + contentcoding::kSlack, '\0');
+                const Progress all =
+                    portable().escape(unsignedChars(bytes), n, format, whole.data(), n * 3);
+                ASSERT_EQ(all.read, n);
+                for (const std::size_t room : {n * 3, all.written, all.written / 2}) {
+                    std::string out(room + contentcoding::kSlack, '\0');
                     const Progress done =
-                        GetParam()->unescape(chars(in), whole.size(), kUnescapes, chars(out), n);
-                    ASSERT_EQ(std::string(chars(out), done.written), bytes);
-                    ASSERT_GE(done.read, text.size());
-                    ASSERT_LE(done.read, text.size() + 1);
-                });
+                        GetParam()->escape(unsignedChars(bytes), n, format, out.data(), room);
+                    ASSERT_EQ(out.substr(0, done.written), whole.substr(0, done.written));
+                    ASSERT_LE(done.written, room);
+                    ASSERT_TRUE(done.read == n ||
+                                (room < n * 3 && done.written + contentcoding::kEscapeRoom > room));
+                    // What is left goes on from there.
+                    std::string rest(n * 3 + contentcoding::kSlack, '\0');
+                    const Progress more =
+                        portable().escape(unsignedChars(bytes) + done.read, n - done.read, format,
+                                          rest.data(), n * 3);
+                    ASSERT_EQ(rest.substr(0, more.written),
+                              whole.substr(done.written, all.written - done.written));
+                }
+            }
+        }
+    }
+}
+
+TEST_P(KernelTest, ReadsEscapesAsThePortableKernelDoes) {
+    const auto notEscaped =
+        contentcoding::byteClass([](unsigned char b) { return (b & 0x7F) != '='; });
+    const Unescapes formats[] = {
+        {.kept = kKept, .replaced = '_', .replacement = ' '},
+        {.kept = contentcoding::byteClass([](unsigned char b) { return b != '=' && b > ' '; }),
+         .digitBits = 0x7F},
+        {.kept = notEscaped, .escapeBits = 0x7F, .digitBits = 0x7F, .stopsAtFff = true},
+        {.kept = notEscaped, .escapeBits = 0x7F, .digitBits = 0x7F, .lines = true},
+        {.kept = notEscaped,
+         .escapeBits = 0x7F,
+         .lines = true,
+         .stopsAtFff = true,
+         .stopsAtZero = true}};
+    const std::vector<std::string> common = {"=41", "=\r\n", "\r\n", " y",
+                                             "=e9", "=00",   "=FF",  "_"};
+    std::vector<std::string> texts = mixtures(common);
+    for (const char* rare : {"=4", "=4g", "=\xC4\xB1",
+                             "\xBD"
+                             "41",
+                             "=", "\n", "\r", "  ", " \r\n", "\x8D\n", "\xA0 ", "=FFF", "=FF\xC6",
+                             "\r\r\n", "=\r", "=\n"}) {
+        for (std::size_t i = 0; i < 70; ++i)
+            texts.push_back(texts[i % 40].substr(0, i) + rare + x(i % 3) + texts[i % 50]);
+    }
+    for (const Unescapes& format : formats) {
+        for (const std::string& text : texts) {
+            for (const std::size_t room : {text.size(), text.size() / 2, std::size_t{33}}) {
+                std::string wanted(room + contentcoding::kSlack, '\0');
+                const Progress all =
+                    portable().unescape(text.data(), text.size(), format, wanted.data(), room);
+                everywhere(text, room + contentcoding::kSlack,
+                           [&](const unsigned char* in, unsigned char* out) {
+                               const Progress done = GetParam()->unescape(chars(in), text.size(),
+                                                                          format, chars(out), room);
+                               ASSERT_EQ(std::string(chars(out), done.written),
+                                         wanted.substr(0, all.written));
+                               ASSERT_EQ(done.read, all.read);
+                           });
+            }
         }
     }
 }
