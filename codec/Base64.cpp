@@ -20,6 +20,7 @@ constexpr char _modBase64_table[65] =
 namespace {
 
 using namespace std::string_view_literals;
+using contentcoding::Base64Format;
 using contentcoding::Base64Values;
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
@@ -76,6 +77,10 @@ struct Lines {
     }
 };
 
+Base64Format unbroken(const char* alphabet) {
+    return {alphabet, std::numeric_limits<std::size_t>::max(), "", 0};
+}
+
 // A block never holds more than kFlushAbove characters before another group and its line
 // break are staged.
 template <class Sink>
@@ -92,15 +97,11 @@ bool appendGroups(const unsigned char* bytes, unsigned int len, const char* alph
     if (size > std::numeric_limits<unsigned int>::max()) return false;
     char* text = out.extend(static_cast<unsigned int>(size));
     if (!text) return size == 0;
-    const auto encode = contentcoding::kernels().encodeBase64;
-    std::uint64_t left = groups;
-    for (; left >= lineGroups; left -= lineGroups) {
-        encode(bytes, lineGroups, alphabet, text);
-        bytes += lineGroups * kGroupBytes;
-        text += lineGroups * kQuantumChars;
-        text += lines.lineBreak.copy(text, lines.lineBreak.size());
-    }
-    encode(bytes, left, alphabet, text);
+    // More groups than there are make no difference.
+    const Base64Format format = {alphabet,
+                                 static_cast<std::size_t>(std::min(lineGroups, groups + 1)),
+                                 lines.lineBreak.data(), lines.lineBreak.size()};
+    contentcoding::kernels().encodeBase64(bytes, static_cast<std::size_t>(groups), format, text);
     return true;
 }
 
@@ -118,7 +119,7 @@ bool encodeGroups(const unsigned char* bytes, unsigned int len, const char* alph
         const std::uint64_t toLineEnd = (lines.length - column - 1) / kQuantumChars + 1;
         const auto n =
             static_cast<unsigned int>(std::min<std::uint64_t>({groups, toFlush, toLineEnd}));
-        kernels.encodeBase64(bytes, n, alphabet, text.extend(n * kQuantumChars));
+        kernels.encodeBase64(bytes, n, unbroken(alphabet), text.extend(n * kQuantumChars));
         bytes += std::size_t{n} * kGroupBytes;
         groups -= n;
         column += std::uint64_t{n} * kQuantumChars;
@@ -147,7 +148,7 @@ public:
         if (rest > 0) {
             unsigned char group[kGroupBytes] = {};
             std::memcpy(group, data + (len - rest), rest);
-            contentcoding::kernels().encodeBase64(group, 1, alphabet, m_text);
+            contentcoding::kernels().encodeBase64(group, 1, unbroken(alphabet), m_text);
             std::fill(m_text + rest + 1, m_text + kQuantumChars, kPad);
             m_size = kQuantumChars;
         }
@@ -206,11 +207,10 @@ Base64Values valuesOf(const unsigned char* table) {
     return charValues(table, urlSafe ? Base64Values::kUrlSafe : Base64Values::kOther);
 }
 
-constexpr ByteClass kNoEndMark = byteClass([](unsigned char b) { return b != 0 && b != kPad; });
-
 // The text up to its first NUL or pad. What follows that is not read: it need not exist.
 std::string_view digitsOf(const char* text, unsigned int len) {
-    return {text, runLength(reinterpret_cast<const unsigned char*>(text), len, kNoEndMark)};
+    return {text, contentcoding::kernels().lengthUntil(reinterpret_cast<const unsigned char*>(text),
+                                                       len, '\0', kPad)};
 }
 
 // Decodes text without an end mark; returns the number of bytes. `bytes` has room for those of

@@ -10,6 +10,7 @@
 
 namespace {
 
+using contentcoding::Base64Format;
 using contentcoding::Base64Values;
 using contentcoding::ByteClass;
 using contentcoding::Escapes;
@@ -63,10 +64,12 @@ void encodesBase64(const Kernels& kernels, const Kernels& portable, Input& input
     std::string alphabet(input.flag() ? _base64_table : _modBase64_table, 64);
     const std::string_view drawn = input.flag() ? input.text(64) : "";
     std::copy(drawn.begin(), drawn.end(), alphabet.begin());
-    const std::size_t groups = bytes.size() / 3, n = groups * 4;
+    const std::size_t groups = bytes.size() / 3;
+    const Base64Format format = {alphabet.data(), input.byte() + 1, "&#xD;\r\n", input.byte() % 8};
+    const std::size_t n = groups * 4 + groups / format.lineGroups * format.breakSize;
     Room expected(n), text(n);
-    portable.encodeBase64(bytes.bytes(), groups, alphabet.data(), expected.chars());
-    kernels.encodeBase64(bytes.bytes(), groups, alphabet.data(), text.chars());
+    portable.encodeBase64(bytes.bytes(), groups, format, expected.chars());
+    kernels.encodeBase64(bytes.bytes(), groups, format, text.chars());
     expect(text.view(n) == expected.view(n));
 }
 
@@ -112,6 +115,10 @@ void measuresRuns(const Kernels& kernels, const Kernels& portable, Input& input,
     const ByteClass is = drawClass(input);
     expect(kernels.runLength(bytes.bytes(), bytes.size(), is) ==
            portable.runLength(bytes.bytes(), bytes.size(), is));
+    const auto a = static_cast<unsigned char>(input.byte()),
+               b = static_cast<unsigned char>(input.byte());
+    expect(kernels.lengthUntil(bytes.bytes(), bytes.size(), a, b) ==
+           portable.lengthUntil(bytes.bytes(), bytes.size(), a, b));
 }
 
 Escapes drawEscapes(Input& input) {

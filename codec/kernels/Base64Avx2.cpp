@@ -1,5 +1,8 @@
 #include <immintrin.h>
 
+#include <cstdint>
+#include <cstring>
+
 #include "codec/kernels/Avx2.h"
 #include "codec/kernels/Scalar.h"
 
@@ -30,14 +33,14 @@ bool isUsual(const char* alphabet) {
     return _mm256_movemask_epi8(same) == -1;
 }
 
-// What is to be added to a value to get its digit: entry 13 for 0 to 25, entry 0 for 26 to 51, and
-// the entry 1 to 12 that is the value less 51 for the others.
+// What is to be added to a value to get its digit: entry 0 for 0 to 25, entry 1 for 26 to 51, and
+// the entry 2 to 13 that is the value less 50 for the others.
 __m256i digitOffsets(const char* alphabet) {
     constexpr char kLower = 'a' - 26, kDigit = static_cast<char>('0' - 52);
-    __m128i offsets = _mm_setr_epi8(kLower, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit,
-                                    kDigit, kDigit, kDigit, 0, 0, 'A', 0, 0);
-    offsets = _mm_insert_epi8(offsets, alphabet[62] - 62, 11);
-    return twice(_mm_insert_epi8(offsets, alphabet[63] - 63, 12));
+    __m128i offsets = _mm_setr_epi8('A', kLower, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit,
+                                    kDigit, kDigit, kDigit, kDigit, 0, 0, 0, 0);
+    offsets = _mm_insert_epi8(offsets, alphabet[62] - 62, 12);
+    return twice(_mm_insert_epi8(offsets, alphabet[63] - 63, 13));
 }
 
 void encodeBlock(const unsigned char* bytes, __m256i offsets, char* text) {
@@ -57,11 +60,26 @@ void encodeBlock(const unsigned char* bytes, __m256i offsets, char* text) {
     const __m256i bd = _mm256_mullo_epi16(_mm256_and_si256(groups, _mm256_set1_epi32(0x003F03F0)),
                                           _mm256_set1_epi32(0x01000010));
     const __m256i values = _mm256_or_si256(ac, bd);
-    const __m256i entry = _mm256_or_si256(
-        _mm256_subs_epu8(values, _mm256_set1_epi8(51)),
-        _mm256_and_si256(_mm256_cmpgt_epi8(_mm256_set1_epi8(26), values), _mm256_set1_epi8(13)));
+    const __m256i entry = _mm256_sub_epi8(_mm256_subs_epu8(values, _mm256_set1_epi8(51)),
+                                          _mm256_cmpgt_epi8(values, _mm256_set1_epi8(25)));
     const __m256i digits = _mm256_add_epi8(values, _mm256_shuffle_epi8(offsets, entry));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(text), digits);
+}
+
+// Exactly the groups that there are; the last block overlaps the one before.
+void encodeGroups(const unsigned char* bytes, std::size_t groups, const char* alphabet,
+                  __m256i offsets, char* text) {
+    if (groups < kBlockGroups) {
+        scalar::encodeGroups(bytes, groups, alphabet, text);
+        return;
+    }
+    for (; groups > kBlockGroups; groups -= kBlockGroups) {
+        encodeBlock(bytes, offsets, text);
+        bytes += kBlockBytes;
+        text += kBlockChars;
+    }
+    const std::size_t again = kBlockGroups - groups;
+    encodeBlock(bytes - again * 3, offsets, text - again * 4);
 }
 
 // ---- Decoding ----
@@ -89,13 +107,14 @@ constexpr Entries membersOf(const char (&lastTwo)[3]) {
 }
 
 // What is to be added to a digit to get its value, by the high half; that for 63 shares its high
-// half with others, and is corrected.
+// half with others, and is 8 further on.
 constexpr Entries offsetsOf(const char (&lastTwo)[3]) {
     Entries offsets{};
     const auto set = [&offsets](char digit, int value) {
         offsets.of[digit >> 4] = static_cast<unsigned char>(value - digit);
     };
     set(lastTwo[0], 62);
+    offsets.of[8 + (lastTwo[1] >> 4)] = static_cast<unsigned char>(63 - lastTwo[1]);
     set('0', 52);
     set('A', 0);
     set('P', 15);
@@ -109,67 +128,143 @@ constexpr Entries kOffsets[] = {offsetsOf("+/"), offsetsOf("-_")};
 static_assert(Base64Values::kStandard == 0 && Base64Values::kUrlSafe == 1);
 
 struct Digits {
-    __m256i members, offsets, last, lastCorrection;
+    __m256i members, offsets, last;
 };
 
+// The last one of the alphabet has an entry of its own, 8 further on.
 Digits digitsOf(Base64Values::Alphabet alphabet) {
-    const char last = alphabet == Base64Values::kStandard ? '/' : '_';
-    const int offset = kOffsets[alphabet].of[last >> 4];
     return {twice(load16(kMembers[alphabet].of)), twice(load16(kOffsets[alphabet].of)),
-            _mm256_set1_epi8(last), _mm256_set1_epi8(static_cast<char>(63 - last - offset))};
+            _mm256_set1_epi8(alphabet == Base64Values::kStandard ? '/' : '_')};
 }
 
-// The values of 32 characters; a bit is set in `others` for each that is no digit.
-__m256i valuesOf(__m256i chars, const Digits& digits, unsigned int& others) {
+// The values of 32 characters; `members` has zeros for those that are no digits.
+__m256i valuesOf(__m256i chars, const Digits& digits, __m256i& members) {
     const __m256i bits = twice(
         _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, static_cast<char>(0x80), 0, 0, 0, 0, 0, 0, 0, 0));
     const __m256i high = _mm256_and_si256(_mm256_srli_epi16(chars, 4), _mm256_set1_epi8(0x0F));
     // The shuffle goes by the low half, and gives 0 for characters from 0x80 up.
-    const __m256i members = _mm256_and_si256(_mm256_shuffle_epi8(digits.members, chars),
-                                             _mm256_shuffle_epi8(bits, high));
-    others = static_cast<unsigned int>(
-        _mm256_movemask_epi8(_mm256_cmpeq_epi8(members, _mm256_setzero_si256())));
-    const __m256i last =
-        _mm256_and_si256(_mm256_cmpeq_epi8(chars, digits.last), digits.lastCorrection);
-    return _mm256_add_epi8(_mm256_add_epi8(chars, _mm256_shuffle_epi8(digits.offsets, high)), last);
+    members = _mm256_and_si256(_mm256_shuffle_epi8(digits.members, chars),
+                               _mm256_shuffle_epi8(bits, high));
+    const __m256i isLast =
+        _mm256_and_si256(_mm256_cmpeq_epi8(chars, digits.last), _mm256_set1_epi8(8));
+    return _mm256_add_epi8(chars,
+                           _mm256_shuffle_epi8(digits.offsets, _mm256_or_si256(high, isLast)));
 }
 
-// Writes exactly the 24 bytes of 32 values.
-void packBlock(__m256i values, unsigned char* bytes) {
+// A bit for each character that is no digit.
+unsigned int othersIn(__m256i members) {
+    return static_cast<unsigned int>(
+        _mm256_movemask_epi8(_mm256_cmpeq_epi8(members, _mm256_setzero_si256())));
+}
+
+// The 12 bytes of the 16 values in each half.
+__m256i packed(__m256i values) {
     // 00aaaaaa 00bbbbbb  ->  0000aaaa aabbbbbb, then two of these  ->  aaaaaabb bbbbcccc ccdddddd
     const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi32(0x01400140));
     const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
-    // Their three bytes, most significant first; then the 12 bytes of both halves together.
-    const __m256i packed = _mm256_permutevar8x32_epi32(
-        _mm256_shuffle_epi8(groups, twice(_mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12,
-                                                        kZero, kZero, kZero, kZero))),
-        _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), _mm256_castsi256_si128(packed));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + 16), _mm256_extracti128_si256(packed, 1));
+    // Their three bytes, most significant first.
+    return _mm256_shuffle_epi8(groups, twice(_mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12,
+                                                           kZero, kZero, kZero, kZero)));
 }
 
-unsigned int trailingZeros(unsigned int bits) {
-    return bits == 0 ? 32 : static_cast<unsigned int>(__builtin_ctz(bits));
+void store16(__m128i bytes, unsigned char* to) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
 }
+
+// Writes the 24 bytes of 32 values, and 4 more.
+void pack(__m256i values, unsigned char* bytes) {
+    const __m256i halves = packed(values);
+    store16(_mm256_castsi256_si128(halves), bytes);
+    store16(_mm256_extracti128_si256(halves, 1), bytes + 12);
+}
+
+// Writes exactly the 24 bytes.
+void packExactly(__m256i values, unsigned char* bytes) {
+    const __m256i together =
+        _mm256_permutevar8x32_epi32(packed(values), _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
+    store16(_mm256_castsi256_si128(together), bytes);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + 16), _mm256_extracti128_si256(together, 1));
+}
+
+std::size_t trailingZeros(std::uint64_t bits) {
+    return bits == 0 ? 64 : static_cast<std::size_t>(__builtin_ctzll(bits));
+}
+
+// Text that is to follow what is decoded by pack(), for the room of the 4 bytes.
+constexpr std::size_t kSpareChars = 8;
+
+// Lines that are as long as the one before and end like that: as many as there are.
+class Lines {
+public:
+    // The line was `length` digits, and `end` are the others behind them.
+    Lines(std::size_t length, const char* end, std::size_t endSize)
+        : m_length(length), m_size(length + endSize), m_endMask(~0u >> (32 - 8 * endSize)) {
+        std::memcpy(&m_end, end, sizeof m_end);
+    }
+
+    static constexpr std::size_t kLongestEnd = 4;
+
+    Progress decode(const char* text, std::size_t n, const Digits& digits,
+                    unsigned char* bytes) const {
+        Progress done{0, 0};
+        while (n - done.read >= m_size + kSpareChars) {
+            const char* const line = text + done.read;
+            unsigned char* const to = bytes + done.written;
+            std::uint32_t end = 0;
+            std::memcpy(&end, line + m_length, sizeof end);
+            // The last block overlaps the one before.
+            const std::size_t last = m_length - kBlockChars;
+            __m256i members, all;
+            const __m256i lastValues = valuesOf(load32(line + last), digits, all);
+            for (std::size_t i = 0; i < last; i += kBlockChars) {
+                pack(valuesOf(load32(line + i), digits, members), to + i / 4 * 3);
+                all = _mm256_min_epu8(all, members);
+            }
+            pack(lastValues, to + last / 4 * 3);
+            if (((end ^ m_end) & m_endMask) != 0 || othersIn(all) != 0) break;
+            done.read += m_size;
+            done.written += m_length / 4 * 3;
+        }
+        return done;
+    }
+
+private:
+    std::size_t m_length, m_size;
+    std::uint32_t m_end = 0, m_endMask;
+};
 
 }  // namespace
 
-void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* alphabet,
+void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Format& format,
                   char* text) {
-    if (groups < kBlockGroups || !isUsual(alphabet)) {
-        scalar::encodeBase64(bytes, groups, alphabet, text);
+    if (!isUsual(format.alphabet)) {
+        scalar::encodeBase64(bytes, groups, format, text);
         return;
     }
-    const __m256i offsets = digitOffsets(alphabet);
-    for (; groups >= kBlockGroups; groups -= kBlockGroups) {
-        encodeBlock(bytes, offsets, text);
-        bytes += kBlockBytes;
-        text += kBlockChars;
+    const __m256i offsets = digitOffsets(format.alphabet);
+    const std::size_t inLine = format.lineGroups;
+    if (inLine > 2 * kBlockGroups && inLine <= 3 * kBlockGroups && format.breakSize == 2) {
+        // The lines of mail. Their last blocks go beyond the end of the line, where more follows.
+        std::uint16_t lineBreak = 0;
+        std::memcpy(&lineBreak, format.lineBreak, sizeof lineBreak);
+        for (; groups >= 3 * kBlockGroups; groups -= inLine) {
+            encodeBlock(bytes, offsets, text);
+            encodeBlock(bytes + kBlockBytes, offsets, text + kBlockChars);
+            encodeBlock(bytes + 2 * kBlockBytes, offsets, text + 2 * kBlockChars);
+            bytes += inLine * 3;
+            text += inLine * 4;
+            std::memcpy(text, &lineBreak, sizeof lineBreak);
+            text += sizeof lineBreak;
+        }
     }
-    if (groups > 0) {  // the last block overlaps the one before
-        const std::size_t again = kBlockGroups - groups;
-        encodeBlock(bytes - again * 3, offsets, text - again * 4);
+    for (; groups >= inLine; groups -= inLine) {
+        encodeGroups(bytes, inLine, format.alphabet, offsets, text);
+        bytes += inLine * 3;
+        text += inLine * 4;
+        std::memcpy(text, format.lineBreak, format.breakSize);
+        text += format.breakSize;
     }
+    encodeGroups(bytes, groups, format.alphabet, offsets, text);
 }
 
 // A block is always packed whole. What is behind its first character that is no digit is written
@@ -179,29 +274,57 @@ Progress decodeBase64(const char* text, std::size_t n, const Base64Values& value
     if (values.alphabet == Base64Values::kOther)
         return scalar::decodeBase64(text, n, values, bytes);
     const Digits digits = digitsOf(values.alphabet);
-    std::size_t read = 0, written = 0;
-    while (n - read >= kBlockChars) {
-        unsigned int others = 0;
-        packBlock(valuesOf(load32(text + read), digits, others), bytes + written);
+    Progress done{0, 0};
+    std::size_t line = 0;  // where it starts
+    while (n - done.read >= kBlockChars) {
+        const char* const p = text + done.read;
+        unsigned char* const to = bytes + done.written;
+        __m256i members;
+        std::uint64_t others = 0;
+        std::size_t block = kBlockChars;
+        if (n - done.read >= 2 * kBlockChars + kSpareChars) {
+            __m256i members2;
+            pack(valuesOf(load32(p), digits, members), to);
+            pack(valuesOf(load32(p + kBlockChars), digits, members2), to + kBlockBytes);
+            block = 2 * kBlockChars;
+            if (othersIn(_mm256_min_epu8(members, members2)) != 0)
+                others = othersIn(members) | std::uint64_t{othersIn(members2)} << kBlockChars;
+        } else {
+            packExactly(valuesOf(load32(p), digits, members), to);
+            others = othersIn(members);
+        }
         if (others == 0) {
-            read += kBlockChars;
-            written += kBlockBytes;
+            done.read += block;
+            done.written += block / 4 * 3;
             continue;
         }
-        const unsigned int run = trailingZeros(others), whole = run / 4;
-        written += std::size_t{whole} * 3;
-        if (run % 4 == 0) {  // between two quanta: most often a line break
-            read += run + trailingZeros(~(others >> run));
+        const std::size_t run = trailingZeros(others), whole = run / 4;
+        done.written += whole * 3;
+        if (run % 4 != 0) {
+            done.read += whole * 4;
+            const Progress one = scalar::decodeQuantum(text + done.read, n - done.read, values,
+                                                       bytes + done.written);
+            if (one.read == 0) return done;
+            done.read += one.read;
+            done.written += one.written;
             continue;
         }
-        read += std::size_t{whole} * 4;
-        const Progress one = scalar::decodeQuantum(text + read, n - read, values, bytes + written);
-        if (one.read == 0) return {read, written};
-        read += one.read;
-        written += one.written;
+        const std::size_t skipped = trailingZeros(~(others >> run));
+        const std::size_t length = done.read + run - line;
+        done.read += run + skipped;
+        if (p[run] != '\r' && p[run] != '\n') continue;
+        line = done.read;
+        if (skipped > Lines::kLongestEnd || run + Lines::kLongestEnd > block) continue;
+        if (length < kBlockChars || length % 4 != 0) continue;
+        const Progress more = Lines(length, p + run, skipped)
+                                  .decode(text + line, n - line, digits, bytes + done.written);
+        done.read += more.read;
+        done.written += more.written;
+        line = done.read;
     }
-    const Progress rest = scalar::decodeBase64(text + read, n - read, values, bytes + written);
-    return {read + rest.read, written + rest.written};
+    const Progress rest =
+        scalar::decodeBase64(text + done.read, n - done.read, values, bytes + done.written);
+    return {done.read + rest.read, done.written + rest.written};
 }
 
 }  // namespace contentcoding::avx2

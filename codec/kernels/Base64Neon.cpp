@@ -1,5 +1,7 @@
 #include <arm_neon.h>
 
+#include <cstring>
+
 #include "codec/kernels/Neon.h"
 #include "codec/kernels/Scalar.h"
 
@@ -54,15 +56,25 @@ bool decodeBlock(const char* text, const uint8x16x4_t& low, const uint8x16x4_t& 
 
 }  // namespace
 
-void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* alphabet,
+void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Format& format,
                   char* text) {
-    const uint8x16x4_t digits = table64(reinterpret_cast<const unsigned char*>(alphabet));
-    for (; groups >= kBlockGroups; groups -= kBlockGroups) {
-        encodeBlock(bytes, digits, text);
-        bytes += kBlockBytes;
-        text += kBlockChars;
+    const uint8x16x4_t digits = table64(reinterpret_cast<const unsigned char*>(format.alphabet));
+    while (groups > 0) {
+        const std::size_t inLine = groups < format.lineGroups ? groups : format.lineGroups;
+        std::size_t left = inLine;
+        for (; left >= kBlockGroups; left -= kBlockGroups) {
+            encodeBlock(bytes, digits, text);
+            bytes += kBlockBytes;
+            text += kBlockChars;
+        }
+        scalar::encodeGroups(bytes, left, format.alphabet, text);
+        bytes += left * 3;
+        text += left * 4;
+        groups -= inLine;
+        if (inLine < format.lineGroups) break;
+        std::memcpy(text, format.lineBreak, format.breakSize);
+        text += format.breakSize;
     }
-    scalar::encodeBase64(bytes, groups, alphabet, text);
 }
 
 // A character from 0x80 up may be a digit for a caller's table, which is left to the portable one.

@@ -1,10 +1,8 @@
-#include <array>
 #include <cstring>
 
 #include "codec/kernels/Avx2.h"
 #include "codec/kernels/ClassAvx2.h"
 #include "codec/kernels/Scalar.h"
-#include "support/Ascii.h"
 
 namespace contentcoding::avx2 {
 namespace {
@@ -28,10 +26,14 @@ struct Expansion {
     unsigned char length;
 };
 
-constexpr std::array<Expansion, 16> kExpansions = [] {
-    std::array<Expansion, 16> expansions{};
+struct Expansions {
+    Expansion of[16];
+};
+
+constexpr Expansions kExpansions = [] {
+    Expansions expansions{};
     for (unsigned int escaped = 0; escaped < 16; ++escaped) {
-        Expansion& expansion = expansions[escaped];
+        Expansion& expansion = expansions.of[escaped];
         for (char& place : expansion.order)
             place = kNone;
         unsigned char n = 0;
@@ -65,7 +67,7 @@ char* expand(__m128i bytes, __m128i kept, unsigned int escaped, char* text) {
     const __m128i fours[] = {_mm_unpacklo_epi64(front, back), _mm_unpackhi_epi64(front, back),
                              _mm_unpacklo_epi64(front2, back2), _mm_unpackhi_epi64(front2, back2)};
     for (unsigned int i = 0; i < 4; ++i) {
-        const Expansion& expansion = kExpansions[escaped >> (4 * i) & 15];
+        const Expansion& expansion = kExpansions.of[escaped >> (4 * i) & 15];
         const __m128i order = _mm_loadu_si128(reinterpret_cast<const __m128i*>(expansion.order));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(text), _mm_shuffle_epi8(fours[i], order));
         text += expansion.length;
@@ -90,14 +92,18 @@ std::uint32_t withoutLineEnds(std::uint32_t found, const unsigned char* p, __m25
 // ---- Reading ----
 
 // How the bytes of eight whose bit is set come together.
-constexpr std::array<std::array<char, 8>, 256> kCompactions = [] {
-    std::array<std::array<char, 8>, 256> orders{};
+struct Compactions {
+    char of[256][8];
+};
+
+constexpr Compactions kCompactions = [] {
+    Compactions orders{};
     for (unsigned int kept = 0; kept < 256; ++kept) {
         unsigned int n = 0;
         for (char i = 0; i < 8; ++i)
-            if (kept >> i & 1) orders[kept][n++] = i;
+            if (kept >> i & 1) orders.of[kept][n++] = i;
         for (; n < 8; ++n)
-            orders[kept][n] = kNone;
+            orders.of[kept][n] = kNone;
     }
     return orders;
 }();
@@ -106,7 +112,7 @@ constexpr std::array<std::array<char, 8>, 256> kCompactions = [] {
 char* compact(__m128i bytes, unsigned int kept, char* to) {
     const unsigned int first = kept & 0xFF, second = kept >> 8;
     const auto order = [](unsigned int eight) {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kCompactions[eight].data()));
+        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kCompactions.of[eight]));
     };
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_shuffle_epi8(bytes, order(first)));
     to += __builtin_popcount(first);
@@ -167,12 +173,12 @@ Progress escapeBlocks(const unsigned char* bytes, std::size_t n, const Escapes& 
     return done;
 }
 
-constexpr ByteClass digitClass(unsigned int significant) {
-    return byteClass(
-        [significant](unsigned char b) { return kHexDigitValue[b & significant] != kNoHexDigit; });
+constexpr bool isDigit(unsigned int c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
 }
-
-constexpr ByteClass kDigits = digitClass(0xFF), kDigitsOfSevenBits = digitClass(0x7F);
+constexpr ByteClass kDigits = byteClass([](unsigned char b) { return isDigit(b); });
+constexpr ByteClass kDigitsOfSevenBits =
+    byteClass([](unsigned char b) { return isDigit(b & 0x7Fu); });
 
 template <bool kLines>
 Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,

@@ -22,6 +22,15 @@ struct Base64Values {
     Alphabet alphabet;
 };
 
+// How Base64 text is written: the digit of value v is alphabet[v], and behind each `lineGroups`
+// groups stands the line break.
+struct Base64Format {
+    const char* alphabet;
+    std::size_t lineGroups;
+    const char* lineBreak;
+    std::size_t breakSize;
+};
+
 // The digits of Base32: RFC 4648, section 6.
 constexpr char kBase32Alphabet[33] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
 
@@ -85,8 +94,8 @@ constexpr std::size_t kSlack = 32;
 struct Kernels {
     const char* name;
 
-    // Writes 4 digits of `alphabet` (64 characters) for each of `groups` times 3 bytes.
-    void (*encodeBase64)(const unsigned char* bytes, std::size_t groups, const char* alphabet,
+    // Writes 4 digits for each of `groups` times 3 bytes, and a line break behind each full line.
+    void (*encodeBase64)(const unsigned char* bytes, std::size_t groups, const Base64Format& format,
                          char* text);
 
     // Decodes all quanta of 4 digits among `n` characters, 3 bytes each, skipping what is no digit,
@@ -98,6 +107,11 @@ struct Kernels {
     // How many of the `n` bytes from `p` on belong to the class before the first that does not.
     // What follows that one is not touched, but for bytes of a block of 32, aligned as such.
     std::size_t (*runLength)(const unsigned char* p, std::size_t n, const ByteClass& is);
+
+    // How many of the `n` bytes from `p` on stand before the first that is `a` or `b`; reads no
+    // more than runLength does.
+    std::size_t (*lengthUntil)(const unsigned char* p, std::size_t n, unsigned char a,
+                               unsigned char b);
 
     // Writes bytes as `escapes` says, as many as fit into `room` characters; possibly fewer, when
     // `room` has less than 3 characters for each byte, and less than kEscapeRoom would be left.

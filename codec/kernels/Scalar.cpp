@@ -59,7 +59,7 @@ Progress unescapeOne(const char* p, std::size_t left, const Unescapes& unescapes
 }  // namespace
 
 // aaaaaabb bbbbcccc ccdddddd  ->  00aaaaaa 00bbbbbb 00cccccc 00dddddd
-void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* alphabet,
+void encodeGroups(const unsigned char* bytes, std::size_t groups, const char* alphabet,
                   char* text) {
     for (; groups > 0; --groups, bytes += 3, text += 4) {
         const unsigned int b0 = bytes[0], b1 = bytes[1], b2 = bytes[2];
@@ -68,6 +68,19 @@ void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* al
         text[2] = alphabet[(b1 & 0x0F) << 2 | b2 >> 6];
         text[3] = alphabet[b2 & 0x3F];
     }
+}
+
+void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Format& format,
+                  char* text) {
+    const std::size_t inLine = format.lineGroups;
+    for (; groups >= inLine; groups -= inLine) {
+        encodeGroups(bytes, inLine, format.alphabet, text);
+        bytes += inLine * 3;
+        text += inLine * 4;
+        std::memcpy(text, format.lineBreak, format.breakSize);
+        text += format.breakSize;
+    }
+    encodeGroups(bytes, groups, format.alphabet, text);
 }
 
 // 00aaaaaa 00bbbbbb 00cccccc 00dddddd  ->  aaaaaabb bbbbcccc ccdddddd
@@ -115,6 +128,13 @@ Progress decodeQuantum(const char* text, std::size_t n, const Base64Values& valu
 std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is) {
     std::size_t i = 0;
     while (i < n && is.is[p[i]])
+        ++i;
+    return i;
+}
+
+std::size_t lengthUntil(const unsigned char* p, std::size_t n, unsigned char a, unsigned char b) {
+    std::size_t i = 0;
+    while (i < n && p[i] != a && p[i] != b)
         ++i;
     return i;
 }

@@ -7,16 +7,21 @@
 
 namespace contentcoding::scalar {
 
-void encodeBase64(const unsigned char* bytes, std::size_t groups, const char* alphabet, char* text);
+void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Format& format,
+                  char* text);
 Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes);
 std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
+std::size_t lengthUntil(const unsigned char* p, std::size_t n, unsigned char a, unsigned char b);
 Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
                 std::size_t room);
 Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
                   std::size_t room);
 void encodeBase32(const unsigned char* bytes, std::size_t groups, char* text);
 std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* bytes);
+
+// Without lines.
+void encodeGroups(const unsigned char* bytes, std::size_t groups, const char* alphabet, char* text);
 
 // Decodes one quantum, skipping what is no digit; nothing when the text ends in it.
 Progress decodeQuantum(const char* text, std::size_t n, const Base64Values& values,

@@ -12,20 +12,20 @@
 namespace contentcoding {
 namespace {
 
-constexpr Kernels kScalar = {"portable",           scalar::encodeBase64, scalar::decodeBase64,
-                             scalar::runLength,    scalar::escape,       scalar::unescape,
-                             scalar::encodeBase32, scalar::decodeBase32};
+constexpr Kernels kScalar = {"portable",        scalar::encodeBase64, scalar::decodeBase64,
+                             scalar::runLength, scalar::lengthUntil,  scalar::escape,
+                             scalar::unescape,  scalar::encodeBase32, scalar::decodeBase32};
 
 #ifdef CONTENTCODING_AVX2
-constexpr Kernels kAvx2 = {
-    "avx2",       avx2::encodeBase64, avx2::decodeBase64, avx2::runLength,
-    avx2::escape, avx2::unescape,     avx2::encodeBase32, avx2::decodeBase32};
+constexpr Kernels kAvx2 = {"avx2",          avx2::encodeBase64, avx2::decodeBase64,
+                           avx2::runLength, avx2::lengthUntil,  avx2::escape,
+                           avx2::unescape,  avx2::encodeBase32, avx2::decodeBase32};
 constexpr const Kernels* kWithAvx2[] = {&kAvx2, &kScalar, nullptr};
 #endif
 #ifdef CONTENTCODING_NEON
-constexpr Kernels kNeon = {
-    "neon",         neon::encodeBase64, neon::decodeBase64,   neon::runLength,
-    scalar::escape, scalar::unescape,   scalar::encodeBase32, scalar::decodeBase32};
+constexpr Kernels kNeon = {"neon",           neon::encodeBase64,   neon::decodeBase64,
+                           neon::runLength,  scalar::lengthUntil,  scalar::escape,
+                           scalar::unescape, scalar::encodeBase32, scalar::decodeBase32};
 constexpr const Kernels* kWithNeon[] = {&kNeon, &kScalar, nullptr};
 #endif
 [[maybe_unused]] constexpr const Kernels* kPlain[] = {&kScalar, nullptr};

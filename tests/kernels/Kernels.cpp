@@ -7,6 +7,7 @@
 #include "codec/Bytes.h"
 #include "tests/TestSupport.h"
 
+using contentcoding::Base64Format;
 using contentcoding::Base64Values;
 using contentcoding::Escapes;
 using contentcoding::Kernels;
@@ -120,11 +121,16 @@ TEST_P(KernelTest, EncodesBase64) {
     for (std::size_t groups = 0; groups <= kLongest / 3; ++groups) {
         const std::string bytes = noise(groups * 3);
         for (const std::string& alphabet : {kStandard, kUrlSafe, kReversed}) {
-            const std::string text = digitsOf(bytes, 6, alphabet);
-            everywhere(bytes, text.size(), [&](const unsigned char* in, unsigned char* out) {
-                GetParam()->encodeBase64(in, groups, alphabet.data(), chars(out));
-                ASSERT_EQ(std::string(chars(out), text.size()), text);
-            });
+            for (const std::size_t lineGroups : {groups + 1, std::size_t{19}, groups % 40 + 1}) {
+                std::string text = digitsOf(bytes, 6, alphabet);
+                for (std::size_t i = lineGroups * 4; i <= text.size(); i += lineGroups * 4 + 2)
+                    text.insert(i, "\r\n");
+                const Base64Format format = {alphabet.data(), lineGroups, "\r\n", 2};
+                everywhere(bytes, text.size(), [&](const unsigned char* in, unsigned char* out) {
+                    GetParam()->encodeBase64(in, groups, format, chars(out));
+                    ASSERT_EQ(std::string(chars(out), text.size()), text);
+                });
+            }
         }
     }
 }
@@ -165,6 +171,27 @@ TEST_P(KernelTest, SkipsWhatIsNoBase64Digit) {
     expectDecodes(*GetParam(), x(60, "=A=A-") + "-", standard, std::string(90, '\0'));
 }
 
+TEST_P(KernelTest, DecodesBase64InLines) {
+    const Base64Values standard = valuesOf(kStandard, Base64Values::kStandard);
+    // Whole, and with another character, or with other ends from somewhere on.
+    const std::string page = noise(kLongest);
+    for (std::size_t length = 4; length <= 100; length += 4) {
+        for (const char* end : {"\n", "\r\n", " \r\n", "\r\n  ", "\r\n   "}) {
+            std::string text = digitsOf(page, 6, kStandard);
+            for (std::size_t i = length; i <= text.size(); i += length + std::strlen(end))
+                text.insert(i, end);
+            expectDecodes(*GetParam(), text, standard, page);
+            for (const std::size_t i : {text.size() / 2, text.size() * 2 / 3}) {
+                std::string broken = text;
+                expectDecodes(*GetParam(), broken.insert(i, "*"), standard, page);
+                std::replace(broken.begin() + static_cast<std::ptrdiff_t>(i), broken.end(), '\r',
+                             '.');
+                expectDecodes(*GetParam(), broken, standard, page);
+            }
+        }
+    }
+}
+
 TEST_P(KernelTest, MeasuresRuns) {
     const contentcoding::ByteClass classes[] = {
         contentcoding::byteClass([](unsigned char b) { return b != 0 && b != '='; }),
@@ -191,6 +218,18 @@ TEST_P(KernelTest, MeasuresRuns) {
             // Behind a byte that ends the run nothing need exist.
             run.resize(std::min(run.size(), n / 2));
             expectRun(run + others[n % others.size()], kLongest);
+        }
+    }
+    for (std::size_t n = 0; n <= kLongest; ++n) {
+        const std::string run = x(n);
+        everywhere(run, 0, [&](const unsigned char* in, unsigned char*) {
+            ASSERT_EQ(GetParam()->lengthUntil(in, n, 0, '='), n);
+            ASSERT_EQ(GetParam()->lengthUntil(in, n, 'A', '='), 0u);
+        });
+        for (const char end : {'\0', '='}) {
+            everywhere(run + end, 0, [&](const unsigned char* in, unsigned char*) {
+                ASSERT_EQ(GetParam()->lengthUntil(in, 2 * kLongest, 0, '='), n);
+            });
         }
     }
     // Each byte is told right.
