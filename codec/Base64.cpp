@@ -213,10 +213,10 @@ std::string_view digitsOf(const char* text, unsigned int len) {
                                                        len, '\0', kPad)};
 }
 
-// Decodes text without an end mark; returns the number of bytes. `bytes` has room for those of
-// `len` digits and two more: one for the bits of a cut group that complete no byte, and a 0.
-unsigned int decodeDigits(std::string_view digits, const Base64Values& values,
-                          unsigned char* bytes) {
+// Decodes text without an end mark into `bytes`, which has room for those of that many digits.
+// Returns how many they are; `cut` gets the bits of a cut group that complete no byte.
+unsigned int decodeDigits(std::string_view digits, const Base64Values& values, unsigned char* bytes,
+                          unsigned char& cut) {
     const auto quanta =
         contentcoding::kernels().decodeBase64(digits.data(), digits.size(), values, bytes);
     const unsigned char* const start = bytes;
@@ -233,8 +233,7 @@ unsigned int decodeDigits(std::string_view digits, const Base64Values& values,
             *bytes++ = static_cast<unsigned char>(bits >> held);
         }
     }
-    bytes[0] = static_cast<unsigned char>(bits << (8 - held));
-    bytes[1] = 0;
+    cut = static_cast<unsigned char>(bits << (8 - held));
     return static_cast<unsigned int>(bytes - start);
 }
 
@@ -249,9 +248,13 @@ unsigned char* decode(const char* text, unsigned int len, const unsigned char* t
     if (!table || len >= kTooManyChars) return nullptr;
     auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(3 * len / 4 + spare));
     if (!bytes) return nullptr;
-    *outLen = table == _base64DecodeTable.data()
-                  ? decodeDigits(digitsOf(text, len), kStandardValues, bytes)
-                  : decodeDigits(digitsOf(text, len), valuesOf(table), bytes);
+    unsigned char cut = 0;
+    const unsigned int n = table == _base64DecodeTable.data()
+                               ? decodeDigits(digitsOf(text, len), kStandardValues, bytes, cut)
+                               : decodeDigits(digitsOf(text, len), valuesOf(table), bytes, cut);
+    bytes[n] = cut;
+    bytes[n + 1] = 0;
+    *outLen = n;
     return bytes;
 }
 
@@ -342,6 +345,15 @@ unsigned char* ContentCoding::decodeBase64_2(const char* text, unsigned int len,
 }
 
 bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuffer& out) {
+    if (text && len > 0 && len < kTooManyChars) {
+        const std::string_view digits = digitsOf(text, len);
+        const auto most = static_cast<unsigned int>(digits.size() * 3 / 4);
+        if (unsigned char* const bytes = out.replaceable(most, text, len)) {
+            unsigned char cut = 0;
+            out.resize(decodeDigits(digits, kStandardValues, bytes, cut));
+            return true;
+        }
+    }
     unsigned int decodedLen = 0;
     bool ok = false;
     unsigned char* const bytes = decodeBase64_2(text, len, &decodedLen, ok);

@@ -59,6 +59,15 @@ public:
     // `n` elements, which belongs to the buffer from then on. Null with 0 empties the buffer.
     void takeData(unsigned char* data, unsigned int n);
 
+    // Where to write up to `n` bytes that replace what is held, of which resize() then tells how
+    // many they were; null where that takes a larger array, or one of the `len` bytes at `source`
+    // would be overwritten.
+    unsigned char* replaceable(unsigned int n, const void* source, std::size_t len) {
+        const bool fits = n <= m_storage.capacity() && !m_storage.overlaps(source, len);
+        return fits ? reinterpret_cast<unsigned char*>(m_storage.bytes()) : nullptr;
+    }
+    void resize(unsigned int n) { m_storage.truncate(n); }
+
     void clear() { m_storage.truncate(0); }
 
     // Reads the two bytes at `offset` into `value`, the first one as the high byte unless

@@ -83,7 +83,16 @@ public:
         return m_bytes + (m_size - n);
     }
 
-    // Cuts to `n` bytes; `n` must not exceed size().
+    // Whether this array, in use or not, holds any of the `n` bytes at `p`.
+    bool overlaps(const void* p, std::size_t n) const {
+        const auto begin = reinterpret_cast<std::uintptr_t>(m_bytes),
+                   at = reinterpret_cast<std::uintptr_t>(p);
+        return at < begin ? n > begin - at : at - begin <= m_capacity;
+    }
+
+    unsigned int capacity() const { return m_capacity; }
+
+    // Cuts to `n` bytes; `n` must not exceed size(), or what was written up to capacity().
     void truncate(unsigned int n) { m_size = n; }
 
     // Takes over an array from zqNewChar, of more than `n` elements, that holds `n` bytes, in

@@ -190,7 +190,7 @@ Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unesca
     Progress done{0, 0};
     std::uint32_t dropped = 0;  // in the block, for what stands before it
     bool inLineEnd = false;     // the last character was the CR of a CR LF
-    while (n - done.read >= kBlock + kAhead && room - done.written > kBlock) {
+    while (n - done.read >= kBlock + kAhead && room - done.written >= kBlock) {
         const char* const p = text + done.read;
         char* const to = bytes + done.written;
         __m256i block = load(p);
@@ -276,14 +276,68 @@ Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unesca
     return done;
 }
 
+// What is left of the input, less than a block and what is looked at behind it; in front of pads.
+template <class Byte>
+struct Padded {
+    Byte of[4 * kBlock];
+
+    Padded(const Byte* bytes, std::size_t n, unsigned short pads) {
+        const __m256i padded = _mm256_set1_epi16(static_cast<short>(pads));
+        std::memcpy(of, bytes, n);
+        store(padded, of + n);
+        store(padded, of + n + kBlock);
+    }
+
+    // The size with which a block is looked at if it begins with one of the `n` bytes.
+    static constexpr std::size_t size(std::size_t n, std::size_t ahead) {
+        return n - 1 + kBlock + ahead;
+    }
+};
+
+template <bool kLines>
+Progress escapeAll(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
+                   std::size_t room) {
+    constexpr std::size_t kAhead = kLines ? 2 : 0;
+    Progress done = escapeBlocks<kLines>(bytes, n, escapes, text, room);
+    const std::size_t left = n - done.read;
+    if (left == 0 || left >= kBlock + kAhead || room - done.written < kEscapeRoom) return done;
+    // Before a line end as at the end of the text, blanks are escaped.
+    constexpr unsigned short kPad = kLines ? 0x0A0D : 0x4141;
+    const Padded<unsigned char> last(bytes + done.read, left, kPad);
+    const Progress more = escapeBlocks<kLines>(last.of, last.size(left, kAhead), escapes,
+                                               text + done.written, room - done.written);
+    const bool single = kLines || escapes.kept['A'] || escapes.replaced == 'A';
+    if (more.read < left) return done;  // there was no room
+    const std::size_t pads = more.read - left;
+    return {n, done.written + more.written - pads * (single ? 1 : kEscapeChars)};
+}
+
+template <bool kLines>
+Progress unescapeAll(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
+                     std::size_t room) {
+    constexpr std::size_t kAhead = 3;
+    bool stopped = false;
+    Progress done = unescapeBlocks<kLines>(text, n, unescapes, bytes, room, stopped);
+    std::size_t left = n - done.read;
+    if (stopped || left == 0 || left >= kBlock + kAhead || room - done.written < left) return done;
+    // At a "=" the coder stops, and at white space before white space.
+    if (!kLines && (text[n - 1] & unescapes.escapeBits) == '=' && --left == 0) return done;
+    const Padded<char> last(text + done.read, left, 0x2020);
+    const Progress more = unescapeBlocks<kLines>(last.of, last.size(left, kAhead), unescapes,
+                                                 bytes + done.written, sizeof last.of, stopped);
+    const std::size_t pads = more.read > left ? more.read - left : 0;
+    const bool kept = unescapes.kept[' '] || unescapes.replaced == ' ';
+    return {done.read + more.read - pads, done.written + more.written - (kept ? pads : 0)};
+}
+
 }  // namespace
 
 // What a block becomes is known without a branch for each byte, so that any mixture takes the same
 // time.
 Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
                 std::size_t room) {
-    Progress done = escapes.lines ? escapeBlocks<true>(bytes, n, escapes, text, room)
-                                  : escapeBlocks<false>(bytes, n, escapes, text, room);
+    const Progress done = escapes.lines ? escapeAll<true>(bytes, n, escapes, text, room)
+                                        : escapeAll<false>(bytes, n, escapes, text, room);
     if (room - done.written < kEscapeRoom && room < n * 3) return done;
     const Progress rest = scalar::escape(bytes + done.read, n - done.read, escapes,
                                          text + done.written, room - done.written);
@@ -294,11 +348,8 @@ Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escape
 // one, is left out.
 Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
                   std::size_t room) {
-    bool stopped = false;
-    Progress done = unescapes.lines
-                        ? unescapeBlocks<true>(text, n, unescapes, bytes, room, stopped)
-                        : unescapeBlocks<false>(text, n, unescapes, bytes, room, stopped);
-    if (stopped) return done;
+    const Progress done = unescapes.lines ? unescapeAll<true>(text, n, unescapes, bytes, room)
+                                          : unescapeAll<false>(text, n, unescapes, bytes, room);
     const Progress rest = scalar::unescape(text + done.read, n - done.read, unescapes,
                                            bytes + done.written, room - done.written);
     return {done.read + rest.read, done.written + rest.written};

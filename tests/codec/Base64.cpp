@@ -300,6 +300,15 @@ TEST(Base64, DecodesIntoBuffers) {
     EXPECT_EQ(str(bytes), "foo");
     EXPECT_TRUE(bytes.append("d", 1));
     EXPECT_EQ(str(bytes), "food");
+    // Into the array that is there, unless the text is.
+    const auto* const array = bytes.getData2();
+    EXPECT_TRUE(ContentCoding::decodeBase64ToDb("YmE=cg==", 8, bytes));
+    EXPECT_EQ(str(bytes), "ba");
+    EXPECT_EQ(bytes.getData2(), array);
+    EXPECT_TRUE(bytes.appendStr("YmFy"));
+    EXPECT_TRUE(ContentCoding::decodeBase64ToDb(reinterpret_cast<const char*>(bytes.getData2()) + 2,
+                                                4, bytes));
+    EXPECT_EQ(str(bytes), "bar");
     EXPECT_TRUE(ContentCoding::decodeBase64ToDb(nullptr, 0, bytes));
     EXPECT_EQ(bytes.getSize(), 0u);
 
