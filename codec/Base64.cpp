@@ -86,22 +86,42 @@ Base64Format unbroken(const char* alphabet) {
 template <class Sink>
 using GroupWriter = StagingWriter<Sink, kFlushAbove + kQuantumChars + kXmlCrLf.size()>;
 
-// Appends the whole groups among `len` bytes at once. False, and nothing appended, when there is no
-// room for all of them.
-bool appendGroups(const unsigned char* bytes, unsigned int len, const char* alphabet,
-                  const Lines& lines, StringBuffer& out) {
-    const std::uint64_t groups = len / kGroupBytes;
+// Writes the padded quantum of the 1 or 2 bytes after the last whole group, if any, and the end of
+// the text. Returns how much that is.
+std::size_t writeTail(const unsigned char* data, unsigned int len, const char* alphabet,
+                      std::string_view end, char* text) {
+    const unsigned int rest = len % kGroupBytes;
+    std::size_t n = 0;
+    if (rest > 0) {
+        const unsigned int first = data[len - rest], second = rest == 2 ? data[len - 1] : 0u;
+        text[0] = alphabet[first >> 2];
+        text[1] = alphabet[(first & 0x03) << 4 | second >> 4];
+        text[2] = rest == 2 ? alphabet[(second & 0x0F) << 2] : kPad;
+        text[3] = kPad;
+        n = kQuantumChars;
+    }
+    return n + end.copy(text + n, end.size());
+}
+
+// Appends all at once. False, and nothing appended, when there is no room for all.
+bool appendAll(const unsigned char* bytes, unsigned int len, const char* alphabet,
+               const Lines& lines, std::string_view end, StringBuffer& out) {
+    const unsigned int groups = len / kGroupBytes;
     const std::uint64_t lineGroups = (lines.length - 1) / kQuantumChars + 1;
+    const unsigned int fullLines =
+        lineGroups <= groups ? groups / static_cast<unsigned int>(lineGroups) : 0;
     const std::uint64_t size =
-        groups * kQuantumChars + groups / lineGroups * lines.lineBreak.size();
-    if (size > std::numeric_limits<unsigned int>::max()) return false;
-    char* text = out.extend(static_cast<unsigned int>(size));
-    if (!text) return size == 0;
-    // More groups than there are make no difference.
-    const Base64Format format = {alphabet,
-                                 static_cast<std::size_t>(std::min(lineGroups, groups + 1)),
-                                 lines.lineBreak.data(), lines.lineBreak.size()};
-    contentcoding::kernels().encodeBase64(bytes, static_cast<std::size_t>(groups), format, text);
+        std::uint64_t{groups} * kQuantumChars + std::uint64_t{fullLines} * lines.lineBreak.size();
+    const std::uint64_t all = size + (len % kGroupBytes > 0 ? kQuantumChars : 0) + end.size();
+    if (all > std::numeric_limits<unsigned int>::max()) return false;
+    char* const text = out.extend(static_cast<unsigned int>(all));
+    if (!text) return false;
+    // More groups in a line than there are make no difference.
+    const auto inLine =
+        static_cast<std::size_t>(std::min<std::uint64_t>(lineGroups, kTooManyChars));
+    contentcoding::kernels().encodeBase64(
+        bytes, groups, {alphabet, inLine, lines.lineBreak.data(), lines.lineBreak.size()}, text);
+    writeTail(bytes, len, alphabet, end, text + size);
     return true;
 }
 
@@ -132,49 +152,27 @@ bool encodeGroups(const unsigned char* bytes, unsigned int len, const char* alph
     return text.finish();
 }
 
-// A text that has no room for all gets as many blocks as it takes.
-bool encodeToText(const unsigned char* bytes, unsigned int len, const char* alphabet,
-                  const Lines& lines, StringBuffer& out) {
-    return appendGroups(bytes, len, alphabet, lines, out) ||
-           encodeGroups(bytes, len, alphabet, lines, ToText{out});
+constexpr std::size_t kLongestTail = kQuantumChars + kCrLf.size();
+
+// Appends as much of the tail as there is room for.
+bool appendTail(const unsigned char* bytes, unsigned int len, const char* alphabet,
+                std::string_view end, StringBuffer& out) {
+    char tail[kLongestTail];
+    const std::size_t n = writeTail(bytes, len, alphabet, end, tail);
+    return std::all_of(tail, tail + n, [&](char c) { return out.appendChar(c); });
 }
-
-// The padded quantum of the 1 or 2 bytes after the last whole group, if any, and the end of
-// the text.
-class Tail {
-public:
-    Tail(const unsigned char* data, unsigned int len, const char* alphabet, std::string_view end) {
-        const unsigned int rest = len % kGroupBytes;
-        if (rest > 0) {
-            unsigned char group[kGroupBytes] = {};
-            std::memcpy(group, data + (len - rest), rest);
-            contentcoding::kernels().encodeBase64(group, 1, unbroken(alphabet), m_text);
-            std::fill(m_text + rest + 1, m_text + kQuantumChars, kPad);
-            m_size = kQuantumChars;
-        }
-        m_size += end.copy(m_text + m_size, end.size());
-    }
-    std::string_view view() const { return {m_text, m_size}; }
-
-    // A buffer that has no room for all keeps those that it had room for.
-    bool appendTo(StringBuffer& out) const {
-        return out.appendN(m_text, static_cast<unsigned int>(m_size)) ||
-               std::all_of(m_text, m_text + m_size, [&](char c) { return out.appendChar(c); });
-    }
-
-private:
-    char m_text[kQuantumChars + kCrLf.size()];
-    std::size_t m_size = 0;
-};
 
 bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
                    std::string_view lineBreak, StringBuffer& out) {
     if (!out.expectNumBytes(ContentCoding::computeBase64Size(len, lineLength))) return false;
     if (!data || len == 0) return true;
     const auto* const bytes = static_cast<const unsigned char*>(data);
-    if (!encodeToText(bytes, len, _base64_table, Lines::of(lineLength, lineBreak), out))
-        return false;
-    const bool ok = Tail(bytes, len, _base64_table, kCrLf).appendTo(out);
+    const Lines lines = Lines::of(lineLength, lineBreak);
+    bool ok = appendAll(bytes, len, _base64_table, lines, kCrLf, out);
+    if (!ok) {
+        if (!encodeGroups(bytes, len, _base64_table, lines, ToText{out})) return false;
+        ok = appendTail(bytes, len, _base64_table, kCrLf, out);
+    }
     // A last line that is full has its own break already: one CRLF is enough.
     if (out.endsWith("\r\n\r\n")) out.shorten(kCrLf.size());
     if (lineBreak != kCrLf && out.endsWith(lineBreak.data())) {
@@ -292,8 +290,9 @@ bool ContentCoding::encodeBase64ToOutput(const void* data, unsigned int len, _zq
     const ToOutput sink{out, ioParams, log};
     if (!encodeGroups(bytes, len, _base64_table, Lines::of(m_lineLength, kCrLf), sink))
         return false;
-    const Tail tail(bytes, len, _base64_table, kCrLf);
-    return sink(tail.view().data(), static_cast<unsigned int>(tail.view().size()));
+    char tail[kLongestTail];
+    const std::size_t n = writeTail(bytes, len, _base64_table, kCrLf, tail);
+    return sink(tail, static_cast<unsigned int>(n));
 }
 
 bool ContentCoding::encodeBase64_noCrLf_inner(const void* data, unsigned int len, const char* table,
@@ -301,8 +300,10 @@ bool ContentCoding::encodeBase64_noCrLf_inner(const void* data, unsigned int len
     if (!data || len == 0) return true;
     if (!table || !out.expectNumBytes(computeBase64Size(len, len))) return false;
     const auto* const bytes = static_cast<const unsigned char*>(data);
-    return encodeToText(bytes, len, table, {kNoLines, ""}, out) &&
-           Tail(bytes, len, table, "").appendTo(out);
+    const Lines lines = {kNoLines, ""};
+    return appendAll(bytes, len, table, lines, "", out) ||
+           (encodeGroups(bytes, len, table, lines, ToText{out}) &&
+            appendTail(bytes, len, table, "", out));
 }
 
 bool ContentCoding::encodeBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out) {

@@ -25,7 +25,7 @@ __m256i twice(__m128i half) { return _mm256_broadcastsi128_si256(half); }
 // ---- Encoding ----
 
 // Whether the values 0 to 61 have their usual digits. The two loads overlap.
-bool isUsual(const char* alphabet) {
+inline bool isUsual(const char* alphabet) {
     constexpr const char* kUsual = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
     const __m256i same =
         _mm256_and_si256(_mm256_cmpeq_epi8(load32(alphabet), load32(kUsual)),
