@@ -16,6 +16,7 @@ namespace {
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::kBase32Alphabet;
+using contentcoding::kEdaAlphabet;
 using contentcoding::loadBigEndian;
 using contentcoding::StagingWriter;
 using contentcoding::ToBytes;
@@ -241,51 +242,6 @@ constexpr ByteClass kAllowedIn85 = byteClass([](unsigned char b) {
     return (b >= '!' && b <= 'u') || b == 'z' || isWhiteSpace(static_cast<char>(b));
 });
 
-// The five base-85 digits of `value`, most significant first. 85^5 exceeds 2^32. Two digits at a
-// time keep the chain of divisions short.
-void encodeAscii85Group(std::uint32_t value, char* text) {
-    constexpr std::uint32_t kPair = 85 * 85;
-    const auto digit = [](std::uint32_t v) {
-        return static_cast<char>(static_cast<std::uint32_t>(kFirstDigit85) + v);
-    };
-    const std::uint32_t head = value / kPair, last = value % kPair;
-    const std::uint32_t middle = head % kPair;
-    text[0] = digit(head / kPair);
-    text[1] = digit(middle / 85);
-    text[2] = digit(middle % 85);
-    text[3] = digit(last / 85);
-    text[4] = digit(last % 85);
-}
-
-// The value of a digit; above 84 for white space and "z".
-constexpr auto kAscii85Value = [] {
-    std::array<unsigned char, 256> values{};
-    values.fill(0xFF);
-    for (unsigned char v = 0; v < 85; ++v)
-        values[static_cast<unsigned char>(kFirstDigit85 + v)] = v;
-    return values;
-}();
-
-// Takes the whole groups of digits in front that are not too large, `most` at most, and returns how
-// many there were. All else is for the caller.
-unsigned int decodeAscii85Groups(std::string_view& text, unsigned int most, char* bytes) {
-    unsigned int groups = 0;
-    for (; groups < most && text.size() >= kAscii85GroupChars; ++groups) {
-        std::uint64_t value = 0;
-        unsigned int all = 0;
-        for (unsigned int i = 0; i < kAscii85GroupChars; ++i) {
-            const unsigned char digit = kAscii85Value[static_cast<unsigned char>(text[i])];
-            value = value * 85 + digit;
-            all |= digit;
-        }
-        if (all > 0x7F || value > 0xFFFFFFFF) break;
-        for (unsigned int i = 0; i < kAscii85GroupBytes; ++i)
-            *bytes++ = static_cast<char>(value >> (24 - 8 * i));
-        text.remove_prefix(kAscii85GroupChars);
-    }
-    return groups;
-}
-
 // What is left of the text without white space in front and without its frame; false when it has
 // a character outside the alphabet.
 bool unframe85(std::string_view& text) {
@@ -311,7 +267,6 @@ unsigned int takeGroup85(std::string_view& text, std::uint32_t (&digits)[kAscii8
 
 // ---- EDA ----
 
-constexpr char kEdaAlphabet[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ(),-./=";
 constexpr unsigned int kEdaBase = sizeof kEdaAlphabet - 1;
 constexpr unsigned int kEdaFlushAbove = 250;
 static_assert(kEdaBase == 43);
@@ -342,6 +297,15 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
     if (!data) return true;
     const auto& kernels = contentcoding::kernels();
     StagingWriter<ToText, kBase32FlushChars + kBase32GroupChars> text(ToText{out});
+    // All whole groups at once, where there is room; else in blocks, as many as there is room for.
+    const unsigned int whole = len / kBase32GroupBytes;
+    if (whole <= kMaxSize / kBase32GroupChars && whole > 0) {
+        if (char* const room = out.extend(whole * kBase32GroupChars)) {
+            kernels.encodeBase32(data, whole, room);
+            data += std::size_t{whole} * kBase32GroupBytes;
+            len %= kBase32GroupBytes;
+        }
+    }
     while (len >= kBase32GroupBytes) {  // as many groups as lead to a flush
         const unsigned int n =
             std::min(len / kBase32GroupBytes, kBase32FlushChars / kBase32GroupChars + 1);
@@ -363,6 +327,16 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
     if (!text) return true;
     const char* const end = text + std::strlen(text);
+    // All that is in front of the first other character at once, where there is room.
+    const std::size_t whole = static_cast<std::size_t>(end - text) / kBase32GroupChars;
+    if (whole > 0 && whole <= kMaxSize / kBase32GroupBytes) {
+        const auto most = static_cast<unsigned int>(whole * kBase32GroupBytes);
+        if (unsigned char* const room = out.extend(most)) {
+            const std::size_t done = contentcoding::kernels().decodeBase32(text, whole, room);
+            text += done * kBase32GroupChars;
+            out.resize(out.getSize() - most + static_cast<unsigned int>(done * kBase32GroupBytes));
+        }
+    }
     StagingWriter<ToBytes, kBase32FlushBytes + kBase32GroupBytes> bytes(ToBytes{out});
     while (true) {
         // Whole groups of digits, as many as lead to a flush.
@@ -475,12 +449,19 @@ bool ContentCoding::encodeAscii85(const void* data, unsigned int len, StringBuff
     if (!data) return true;
     const auto* p = static_cast<const unsigned char*>(data);
     StagingWriter<ToText, kAscii85FlushAbove + kAscii85GroupChars> text(ToText{out});
-    for (; len >= kAscii85GroupBytes; p += kAscii85GroupBytes, len -= kAscii85GroupBytes) {
-        const auto value = static_cast<std::uint32_t>(loadBigEndian(p, kAscii85GroupBytes));
-        if (value == 0)
+    const auto encode = contentcoding::kernels().encodeAscii85;
+    while (len >= kAscii85GroupBytes) {
+        // As many groups as lead to a flush, unless one of zeros comes before.
+        const unsigned int toFlush = (kAscii85FlushAbove - text.held()) / kAscii85GroupChars + 1;
+        auto n = static_cast<unsigned int>(
+            encode(p, std::min(len / kAscii85GroupBytes, toFlush), text.next()));
+        text.extend(n * kAscii85GroupChars);
+        if (n == 0) {
             *text.extend(1) = 'z';
-        else
-            encodeAscii85Group(value, text.extend(kAscii85GroupChars));
+            n = 1;
+        }
+        p += std::size_t{n} * kAscii85GroupBytes;
+        len -= n * kAscii85GroupBytes;
         if (!text.flushAbove(kAscii85FlushAbove)) return false;
     }
     // A short group counts as padded with zero bytes and keeps one digit more than it has bytes. It
@@ -489,8 +470,8 @@ bool ContentCoding::encodeAscii85(const void* data, unsigned int len, StringBuff
         unsigned char padded[kAscii85GroupBytes] = {};
         char digits[kAscii85GroupChars];
         std::memcpy(padded, p, len);
-        encodeAscii85Group(static_cast<std::uint32_t>(loadBigEndian(padded, kAscii85GroupBytes)),
-                           digits);
+        std::fill_n(digits, kAscii85GroupChars, kFirstDigit85);
+        encode(padded, 1, digits);
         std::memcpy(text.extend(len + 1), digits, len + 1);
     }
     return text.finish();
@@ -505,9 +486,12 @@ bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, Log
     StagingWriter<ToBytes, kAscii85FlushAbove + kAscii85GroupBytes> bytes(ToBytes{out});
     while (!rest.empty()) {
         const unsigned int toFlush = (kAscii85FlushAbove - bytes.held()) / kAscii85GroupBytes + 1;
-        const unsigned int groups = decodeAscii85Groups(rest, toFlush, bytes.next());
+        const auto groups = static_cast<unsigned int>(contentcoding::kernels().decodeAscii85(
+            rest.data(), std::min<std::size_t>(rest.size() / kAscii85GroupChars, toFlush),
+            reinterpret_cast<unsigned char*>(bytes.next())));
         if (groups > 0) {
             bytes.extend(groups * kAscii85GroupBytes);
+            rest.remove_prefix(std::size_t{groups} * kAscii85GroupChars);
         } else if (rest[0] == 'z') {
             std::memset(bytes.extend(kAscii85GroupBytes), 0, kAscii85GroupBytes);
             rest.remove_prefix(1);
@@ -544,13 +528,8 @@ bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& 
     StagingWriter<ToText, kEdaFlushAbove + 3> text(ToText{out});
     while (len >= 2) {  // as many groups as lead to a flush
         const unsigned int groups = std::min(len / 2, kEdaFlushAbove / 3 + 1);
-        char* digits = text.extend(groups * 3);
-        for (unsigned int i = 0; i < groups; ++i, p += 2, digits += 3) {
-            const unsigned int value = p[0] * 256u + p[1], last = value % (kEdaBase * kEdaBase);
-            digits[0] = kEdaAlphabet[value / (kEdaBase * kEdaBase)];
-            digits[1] = kEdaAlphabet[last / kEdaBase];
-            digits[2] = kEdaAlphabet[last % kEdaBase];
-        }
+        contentcoding::kernels().encodeEda(p, groups, text.extend(groups * 3));
+        p += std::size_t{groups} * 2;
         len -= groups * 2;
         (void)text.flushAbove(kEdaFlushAbove);  // this coder does not look at its destination
     }

@@ -184,6 +184,25 @@ void encodesBase32(const Kernels& kernels, const Kernels& portable, Input&, Plac
     expect(text.view(n) == expected.view(n));
 }
 
+void encodesRadix(const Kernels& kernels, const Kernels& portable, Input&, Placed& bytes) {
+    const std::size_t fours = bytes.size() / 4, pairs = bytes.size() / 2;
+    Room expected(pairs * 3), text(pairs * 3);
+    const std::size_t wanted = portable.encodeAscii85(bytes.bytes(), fours, expected.chars());
+    expect(kernels.encodeAscii85(bytes.bytes(), fours, text.chars()) == wanted);
+    expect(text.view(wanted * 5) == expected.view(wanted * 5));
+    portable.encodeEda(bytes.bytes(), pairs, expected.chars());
+    kernels.encodeEda(bytes.bytes(), pairs, text.chars());
+    expect(text.view(pairs * 3) == expected.view(pairs * 3));
+}
+
+void decodesAscii85(const Kernels& kernels, const Kernels& portable, Input&, Placed& text) {
+    const std::size_t groups = text.size() / 5;
+    Room expected(groups * 4), bytes(groups * 4);
+    const std::size_t wanted = portable.decodeAscii85(text.chars(), groups, expected.bytes());
+    expect(kernels.decodeAscii85(text.chars(), groups, bytes.bytes()) == wanted);
+    expect(bytes.view(wanted * 4) == expected.view(wanted * 4));
+}
+
 // A kernel may stop early.
 void decodesBase32(const Kernels& kernels, const Kernels& portable, Input&, Placed& text) {
     const std::size_t groups = text.size() / 8;
@@ -195,7 +214,8 @@ void decodesBase32(const Kernels& kernels, const Kernels& portable, Input&, Plac
 }
 
 constexpr decltype(&encodesBase64) kComparisons[] = {
-    encodesBase64, decodesBase64, measuresRuns, escapes, unescapes, encodesBase32, decodesBase32,
+    encodesBase64, decodesBase64, measuresRuns, escapes,        unescapes,
+    encodesBase32, decodesBase32, encodesRadix, decodesAscii85,
 };
 
 }  // namespace

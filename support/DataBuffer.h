@@ -66,6 +66,8 @@ public:
         const bool fits = n <= m_storage.capacity() && !m_storage.overlaps(source, len);
         return fits ? reinterpret_cast<unsigned char*>(m_storage.bytes()) : nullptr;
     }
+
+    // Says how many bytes are held: no more than were, or than were written to replaceable().
     void resize(unsigned int n) { m_storage.truncate(n); }
 
     void clear() { m_storage.truncate(0); }

@@ -19,6 +19,9 @@ Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, c
                   std::size_t room);
 void encodeBase32(const unsigned char* bytes, std::size_t groups, char* text);
 std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* bytes);
+std::size_t encodeAscii85(const unsigned char* bytes, std::size_t groups, char* text);
+std::size_t decodeAscii85(const char* text, std::size_t groups, unsigned char* bytes);
+void encodeEda(const unsigned char* bytes, std::size_t groups, char* text);
 
 }  // namespace contentcoding::avx2
 

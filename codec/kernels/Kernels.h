@@ -34,6 +34,8 @@ struct Base64Format {
 // The digits of Base32: RFC 4648, section 6.
 constexpr char kBase32Alphabet[33] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
 
+constexpr char kEdaAlphabet[44] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ(),-./=";
+
 // How far a kernel went.
 struct Progress {
     std::size_t read, written;
@@ -130,6 +132,17 @@ struct Kernels {
     // one that holds another character. Returns how many were decoded: at most `groups`, and
     // possibly fewer than there are.
     std::size_t (*decodeBase32)(const char* text, std::size_t groups, unsigned char* bytes);
+
+    // Writes 5 digits of Ascii85 for each of `groups` times 4 bytes, up to the first group of
+    // zeros; returns how many groups that were.
+    std::size_t (*encodeAscii85)(const unsigned char* bytes, std::size_t groups, char* text);
+
+    // Decodes groups of 5 digits of Ascii85, 4 bytes each, up to the first one that holds another
+    // character or is too large. Returns how many were decoded: at most `groups`.
+    std::size_t (*decodeAscii85)(const char* text, std::size_t groups, unsigned char* bytes);
+
+    // Writes 3 digits of EDA for each of `groups` times 2 bytes.
+    void (*encodeEda)(const unsigned char* bytes, std::size_t groups, char* text);
 };
 
 // Those that the processor at hand can run, the best one first; ended by null.

@@ -12,20 +12,43 @@
 namespace contentcoding {
 namespace {
 
-constexpr Kernels kScalar = {"portable",        scalar::encodeBase64, scalar::decodeBase64,
-                             scalar::runLength, scalar::lengthUntil,  scalar::escape,
-                             scalar::unescape,  scalar::encodeBase32, scalar::decodeBase32};
+constexpr Kernels kScalar = {.name = "portable",
+                             .encodeBase64 = scalar::encodeBase64,
+                             .decodeBase64 = scalar::decodeBase64,
+                             .runLength = scalar::runLength,
+                             .lengthUntil = scalar::lengthUntil,
+                             .escape = scalar::escape,
+                             .unescape = scalar::unescape,
+                             .encodeBase32 = scalar::encodeBase32,
+                             .decodeBase32 = scalar::decodeBase32,
+                             .encodeAscii85 = scalar::encodeAscii85,
+                             .decodeAscii85 = scalar::decodeAscii85,
+                             .encodeEda = scalar::encodeEda};
 
 #ifdef CONTENTCODING_AVX2
-constexpr Kernels kAvx2 = {"avx2",          avx2::encodeBase64, avx2::decodeBase64,
-                           avx2::runLength, avx2::lengthUntil,  avx2::escape,
-                           avx2::unescape,  avx2::encodeBase32, avx2::decodeBase32};
+constexpr Kernels kAvx2 = {.name = "avx2",
+                           .encodeBase64 = avx2::encodeBase64,
+                           .decodeBase64 = avx2::decodeBase64,
+                           .runLength = avx2::runLength,
+                           .lengthUntil = avx2::lengthUntil,
+                           .escape = avx2::escape,
+                           .unescape = avx2::unescape,
+                           .encodeBase32 = avx2::encodeBase32,
+                           .decodeBase32 = avx2::decodeBase32,
+                           .encodeAscii85 = avx2::encodeAscii85,
+                           .decodeAscii85 = avx2::decodeAscii85,
+                           .encodeEda = avx2::encodeEda};
 constexpr const Kernels* kWithAvx2[] = {&kAvx2, &kScalar, nullptr};
 #endif
 #ifdef CONTENTCODING_NEON
-constexpr Kernels kNeon = {"neon",           neon::encodeBase64,   neon::decodeBase64,
-                           neon::runLength,  scalar::lengthUntil,  scalar::escape,
-                           scalar::unescape, scalar::encodeBase32, scalar::decodeBase32};
+constexpr Kernels kNeon = [] {
+    Kernels kernels = kScalar;
+    kernels.name = "neon";
+    kernels.encodeBase64 = neon::encodeBase64;
+    kernels.decodeBase64 = neon::decodeBase64;
+    kernels.runLength = neon::runLength;
+    return kernels;
+}();
 constexpr const Kernels* kWithNeon[] = {&kNeon, &kScalar, nullptr};
 #endif
 [[maybe_unused]] constexpr const Kernels* kPlain[] = {&kScalar, nullptr};

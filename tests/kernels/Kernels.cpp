@@ -370,5 +370,40 @@ TEST_P(KernelTest, StopsBeforeTheBase32GroupWithAnotherCharacter) {
     }
 }
 
+// Random groups, and those whose digits are the lowest and the highest, or that are too large.
+TEST_P(KernelTest, EncodesAndDecodesAscii85AndEdaAsThePortableKernelDoes) {
+    const std::string random = noise(4 * kLongest);
+    const auto expectSame = [&](const std::string& bytes) {
+        everywhere(bytes, bytes.size() * 2, [&](const unsigned char* in, unsigned char* out) {
+            std::string wanted(bytes.size() * 2, '\0'), back = wanted;
+            const std::size_t groups =
+                portable().encodeAscii85(in, bytes.size() / 4, wanted.data());
+            ASSERT_EQ(GetParam()->encodeAscii85(in, bytes.size() / 4, chars(out)), groups);
+            ASSERT_EQ(std::string(chars(out), groups * 5), wanted.substr(0, groups * 5));
+            auto* const decoded = reinterpret_cast<unsigned char*>(back.data());
+            ASSERT_EQ(GetParam()->decodeAscii85(chars(out), groups, decoded), groups);
+            ASSERT_EQ(back.substr(0, groups * 4), bytes.substr(0, groups * 4));
+            portable().encodeEda(in, bytes.size() / 2, wanted.data());
+            GetParam()->encodeEda(in, bytes.size() / 2, chars(out));
+            ASSERT_EQ(std::string(chars(out), bytes.size() / 2 * 3),
+                      wanted.substr(0, bytes.size() / 2 * 3));
+        });
+    };
+    for (std::size_t n = 0; n <= kLongest; n += 2)
+        expectSame(random.substr(n, n));
+    for (const char* unit : {"\xFF\xFF\xFF\xFF", "\0\0\0\1", "\x03\x1C\x84\xB1"})
+        expectSame(x(64, std::string(unit, 4)));
+    std::string zeros = random.substr(0, 128);
+    expectSame(zeros.replace(100, 4, 4, '\0'));
+    const std::string digits = x(40, "s8W-!");
+    for (const char* other : {"s8W-\"", "t!!!!", "uuuuu", "!!! !", "!!!\xFF!", "z!!!!", "!!!!v"}) {
+        std::string text = digits;
+        text.replace(60, 5, other);
+        unsigned char out[160];
+        ASSERT_EQ(GetParam()->decodeAscii85(text.data(), 40, out), 12u) << other;
+        ASSERT_EQ(out[47], 0xFF);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(All, KernelTest, testing::ValuesIn(all()),
                          [](const auto& kernel) { return std::string(kernel.param->name); });
