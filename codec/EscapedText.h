@@ -20,7 +20,8 @@ public:
     EscapedText(const void* data, unsigned int len, const Escapes& escapes)
         : m_escapes(escapes), m_bytes(static_cast<const unsigned char*>(data)), m_left(len) {}
 
-    // Whole units: characters, escapes and line breaks. Empty at the end of the text only.
+    // Whole units: characters, escapes and line breaks. Empty at the end of the text only. Behind
+    // them, kSlack more characters can be read.
     std::string_view next() {
         if (m_next.size() < 2 * kLookAhead && m_left > 0) refill();
         return m_next;

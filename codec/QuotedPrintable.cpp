@@ -76,16 +76,16 @@ bool encodeBody(EscapedText& in, unsigned int lineLength, Sink sink, WhenRefused
         } else if (const std::size_t lineEnd = in.lineEnd();
                    lineEnd <= room && lineEnd < text.size()) {
             n = lineEnd + 2;
-            out.put(text.substr(0, n));
+            out.putReadable(text.substr(0, n));
             column = 0;
         } else if (text.size() > room || (text.size() == room && in.showsEnd())) {
             n = wholeUnits(text, room);
-            out.put(text.substr(0, n));
+            out.putReadable(text.substr(0, n));
             out.put(kSoftBreak);
             column = 0;
         } else {
             n = in.showsEnd() ? text.size() : wholeUnits(text, text.size() - in.kLookAhead);
-            out.put(text.substr(0, n));
+            out.putReadable(text.substr(0, n));
             column += n;
         }
         in.skip(n);
@@ -105,7 +105,7 @@ bool encodeDkim(EscapedText& in, unsigned int lineLength, Sink sink) {
         const std::size_t shown = in.showsEnd() ? text.size() : text.size() - in.kLookAhead;
         if (shown < room) {
             const std::size_t n = wholeUnits(text, shown);
-            out.put(text.substr(0, n));
+            out.putReadable(text.substr(0, n));
             in.skip(n);
             column += n;
             continue;
@@ -113,7 +113,7 @@ bool encodeDkim(EscapedText& in, unsigned int lineLength, Sink sink) {
         std::size_t n = room;
         if (const std::size_t whole = wholeUnits(text, n); whole < n) n = whole + kEscapeChars;
         if (text.substr(n).starts_with("=0D=0A")) n += kEscapeChars;
-        out.put(text.substr(0, n));
+        out.putReadable(text.substr(0, n));
         out.put(kSoftBreak);
         in.skip(n);
         column = 0;

@@ -62,13 +62,16 @@ public:
             putBlocks(text);
         }
     }
-    void putBlocks(std::string_view text) {
-        while (!text.empty()) {
-            const std::size_t n = std::min<std::size_t>(text.size(), room());
-            std::memcpy(m_block + m_held, text.data(), n);
-            m_held += static_cast<unsigned int>(n);
-            if (m_held == Capacity) flush();
-            text.remove_prefix(n);
+
+    // The same for short text behind which kSlack more characters can be read: without a call.
+    void putReadable(std::string_view text) {
+        if (text.size() < room()) {
+            char* const to = m_block + m_held;
+            for (std::size_t i = 0; i < text.size(); i += kSlack)
+                std::memcpy(to + i, text.data() + i, kSlack);
+            m_held += static_cast<unsigned int>(text.size());
+        } else {
+            putBlocks(text);
         }
     }
 
@@ -107,6 +110,16 @@ public:
     bool finish() { return flushAbove(0); }
 
 private:
+    void putBlocks(std::string_view text) {
+        while (!text.empty()) {
+            const std::size_t n = std::min<std::size_t>(text.size(), room());
+            std::memcpy(m_block + m_held, text.data(), n);
+            m_held += static_cast<unsigned int>(n);
+            if (m_held == Capacity) flush();
+            text.remove_prefix(n);
+        }
+    }
+
     bool flush() {
         const unsigned int n = m_held;
         m_held = 0;
