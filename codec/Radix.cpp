@@ -99,6 +99,7 @@ Wide multiplyAdd(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
 constexpr unsigned int kWordBytes = 8;
 constexpr unsigned int kLimbDigits = 10;
 constexpr std::size_t kWordsAtOnce = 4;
+constexpr std::size_t kSmallWords = 8;  // more are shifted in, several at a time
 constexpr std::ptrdiff_t kBytesAtOnce = kWordsAtOnce * kWordBytes;
 
 constexpr std::uint64_t powerOf58(unsigned int exponent) {
@@ -148,13 +149,20 @@ std::uint64_t divideByLimb(std::uint64_t& high, std::uint64_t low) {
     return quotient;
 }
 
-// A number of words or limbs, the least significant one first, with room for a given count.
+// A number of words or limbs, the least significant one first, with room for a given count: not on
+// the heap for what addresses and keys take.
 class BigNumber {
 public:
     explicit BigNumber(std::uint64_t capacity) {
-        if (capacity <= std::numeric_limits<std::size_t>::max() / sizeof(std::uint64_t))
-            m_words.reset(new (std::nothrow) std::uint64_t[static_cast<std::size_t>(capacity)]);
+        if (capacity <= kSmall) {
+            m_words = m_small;
+        } else if (capacity <= std::numeric_limits<std::size_t>::max() / sizeof(std::uint64_t)) {
+            m_large.reset(new (std::nothrow) std::uint64_t[static_cast<std::size_t>(capacity)]);
+            m_words = m_large.get();
+        }
     }
+    BigNumber(const BigNumber&) = delete;
+    BigNumber& operator=(const BigNumber&) = delete;
     explicit operator bool() const { return m_words != nullptr; }
     std::size_t size() const { return m_size; }
     std::uint64_t operator[](std::size_t i) const { return m_words[i]; }
@@ -163,56 +171,117 @@ public:
     template <std::size_t Count>
     static constexpr std::size_t kGrowth = Count * 64 / 58 + 1;
 
-    // In limbs: puts words behind the number, the most significant one first. The carries of the
-    // words run through the limbs one behind the other, so that the processor has several
-    // divisions to work on at a time.
+    // In limbs: puts words behind the number, the most significant one first.
     template <std::size_t Count>
     void shiftIn(std::array<std::uint64_t, Count> words) {
-        std::fill_n(&m_words[m_size], kGrowth<Count>, 0);
-        m_size += kGrowth<Count>;
-        for (std::size_t i = 0; i < m_size + Count - 1; ++i) {
-            for (std::size_t k = 0; k < Count; ++k) {
-                if (k <= i && i - k < m_size) words[k] = divideByLimb(m_words[i - k], words[k]);
-            }
+        grow(kGrowth<Count>);
+        wave<Count>(
+            [&](std::uint64_t& limb, std::size_t k) { words[k] = divideByLimb(limb, words[k]); });
+        trim();
+    }
+
+    // In limbs: the number of few words, the most significant one first, which are used up.
+    template <std::size_t Most>
+    void divide(std::array<std::uint64_t, Most>& words, std::size_t count) {
+        for (std::size_t first = 0; first < count;) {
+            std::uint64_t rest = 0;
+            for (std::size_t i = first; i < count; ++i)
+                words[i] = divideByLimb(rest, words[i]);
+            m_words[m_size++] = rest;
+            while (first < count && words[first] == 0)
+                ++first;
         }
+    }
+
+    // In words: multiplies by `factor` and adds, for each of the addends.
+    template <std::size_t Count>
+    void multiplyAdd(std::uint64_t factor, std::array<std::uint64_t, Count> addends) {
+        grow(Count);
+        wave<Count>([&](std::uint64_t& word, std::size_t k) {
+            const Wide product = ::multiplyAdd(word, factor, addends[k]);
+            word = product.low;
+            addends[k] = product.high;
+        });
+        trim();
+    }
+
+private:
+    static constexpr std::size_t kSmall = 16;
+
+    void grow(std::size_t n) {
+        std::fill_n(m_words + m_size, n, 0);
+        m_size += n;
+    }
+    void trim() {
         while (m_size > 0 && m_words[m_size - 1] == 0)
             --m_size;
     }
 
-    // In words: the number times `factor` plus `addend`.
-    void multiplyAdd(std::uint64_t factor, std::uint64_t addend) {
-        for (std::size_t i = 0; i < m_size; ++i) {
-            const Wide product = ::multiplyAdd(m_words[i], factor, addend);
-            m_words[i] = product.low;
-            addend = product.high;
-        }
-        if (addend != 0) m_words[m_size++] = addend;
+    // Takes each of `Count` steps through all words, the carries of one behind those of the one
+    // before, so that the processor has several carries to work on at a time.
+    template <std::size_t Count, class Step>
+    void wave(Step step) {
+        const auto some = [&](std::size_t i) {
+            for (std::size_t k = 0; k < Count; ++k)
+                if (k <= i && i - k < m_size) step(m_words[i - k], k);
+        };
+        std::size_t i = 0;
+        for (; i + 1 < Count; ++i)
+            some(i);
+        for (; i < m_size; ++i)
+            for (std::size_t k = 0; k < Count; ++k)
+                step(m_words[i - k], k);
+        for (; i < m_size + Count - 1; ++i)
+            some(i);
     }
 
-private:
-    std::unique_ptr<std::uint64_t[]> m_words;
+    std::uint64_t m_small[kSmall];
+    std::unique_ptr<std::uint64_t[]> m_large;
+    std::uint64_t* m_words = nullptr;
     std::size_t m_size = 0;
 };
 
-// Writes the last `n` digits of a limb.
-void writeDigits(std::uint64_t limb, unsigned int n, char* text) {
-    for (; n > 0; limb /= 58)
-        text[--n] = b58digits_ordered[limb % 58];
+constexpr unsigned int kHalfDigits = kLimbDigits / 2;
+constexpr auto kHalf = static_cast<std::uint32_t>(powerOf58(kHalfDigits));
+
+// Writes five digits, none of which waits for another.
+void writeHalf(std::uint32_t half, char* text) {
+    std::uint32_t head = 0;
+    for (unsigned int i = 0; i < kHalfDigits; ++i) {
+        const std::uint32_t upTo =
+            half / static_cast<std::uint32_t>(powerOf58(kHalfDigits - 1 - i));
+        text[i] = b58digits_ordered[upTo - head * 58];
+        head = upTo;
+    }
 }
 
-unsigned int countDigits(std::uint64_t limb) {
-    unsigned int n = 0;
-    for (; limb != 0; limb /= 58)
-        ++n;
-    return n;
+// Writes the ten digits of a limb.
+void writeDigits(std::uint64_t limb, char* text) {
+    writeHalf(static_cast<std::uint32_t>(limb / kHalf), text);
+    writeHalf(static_cast<std::uint32_t>(limb % kHalf), text + kHalfDigits);
 }
 
-// The value of digits that are all in the alphabet.
-std::uint64_t valueOf(std::string_view digits) {
+constexpr unsigned char kNoDigit58 = 0xFF;
+
+constexpr auto kBase58Value = [] {
+    std::array<unsigned char, 256> values{};
+    values.fill(kNoDigit58);
+    for (std::size_t c = 0; c < zq_b58digits_map.size(); ++c) {
+        if (zq_b58digits_map[c] >= 0) values[c] = static_cast<unsigned char>(zq_b58digits_map[c]);
+    }
+    return values;
+}();
+
+// The value of ten digits at most, which are gathered in `all`: above kHighestFound when one is
+// none.
+constexpr unsigned int kHighestFound = 63;
+std::uint64_t valueOf(std::string_view digits, unsigned int& all) {
     std::uint64_t value = 0;
-    for (const char c : digits)
-        value = value * 58 +
-                static_cast<std::uint64_t>(zq_b58digits_map[static_cast<unsigned char>(c)]);
+    for (const char c : digits) {
+        const unsigned int digit = kBase58Value[static_cast<unsigned char>(c)];
+        value = value * 58 + digit;
+        all |= digit;
+    }
     return value;
 }
 
@@ -381,33 +450,44 @@ bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffe
     const std::uint64_t left = len - zeros;
     BigNumber number(left * 138 / 100 / kLimbDigits + 1 + BigNumber::kGrowth<kWordsAtOnce>);
     if (!number) return false;
-    if (const unsigned int head = left % kWordBytes; head > 0) {
-        number.shiftIn<1>({loadBigEndian(bytes, head)});
-        bytes += head;
-    }
-    for (; (end - bytes) % kBytesAtOnce != 0; bytes += kWordBytes)
-        number.shiftIn<1>({loadBigEndian(bytes, kWordBytes)});
-    for (; bytes != end; bytes += kBytesAtOnce) {
-        std::array<std::uint64_t, kWordsAtOnce> words;
-        for (std::size_t i = 0; i < kWordsAtOnce; ++i)
-            words[i] = loadBigEndian(bytes + i * kWordBytes, kWordBytes);
-        number.shiftIn(words);
+    const unsigned int head = left % kWordBytes;
+    std::array<std::uint64_t, kSmallWords> small;
+    if (left <= sizeof small) {
+        std::size_t n = 0;
+        if (head > 0) small[n++] = loadBigEndian(bytes, head);
+        for (bytes += head; bytes != end; bytes += kWordBytes)
+            small[n++] = loadBigEndian(bytes, kWordBytes);
+        number.divide(small, n);
+    } else {
+        if (head > 0) number.shiftIn<1>({loadBigEndian(bytes, head)});
+        for (bytes += head; (end - bytes) % kBytesAtOnce != 0; bytes += kWordBytes)
+            number.shiftIn<1>({loadBigEndian(bytes, kWordBytes)});
+        for (; bytes != end; bytes += kBytesAtOnce) {
+            std::array<std::uint64_t, kWordsAtOnce> words;
+            for (std::size_t i = 0; i < kWordsAtOnce; ++i)
+                words[i] = loadBigEndian(bytes + i * kWordBytes, kWordBytes);
+            number.shiftIn(words);
+        }
     }
 
-    const std::size_t limbs = number.size();
-    const unsigned int headDigits = limbs > 0 ? countDigits(number[limbs - 1]) : 0;
-    const std::uint64_t size =
-        zeros + headDigits + (limbs > 0 ? std::uint64_t{limbs - 1} * kLimbDigits : 0);
-    if (size > kMaxSize) return false;
-    const std::unique_ptr<char[]> text(zqNewChar(static_cast<unsigned int>(size)));
-    if (!text) return false;
-    char* next = std::fill_n(text.get(), zeros, b58digits_ordered[0]);
-    for (std::size_t i = limbs; i-- > 0;) {
-        const unsigned int digits = i + 1 == limbs ? headDigits : kLimbDigits;
-        writeDigits(number[i], digits, next);
-        next += digits;
+    // The first limb has no zeros in front.
+    char firstDigits[kLimbDigits] = {};
+    std::size_t skipped = kLimbDigits, limbs = number.size();
+    if (limbs > 0) {
+        writeDigits(number[--limbs], firstDigits);
+        skipped = 0;
+        while (firstDigits[skipped] == b58digits_ordered[0])
+            ++skipped;
     }
-    return out.appendN(text.get(), static_cast<unsigned int>(size));
+    const std::uint64_t size = zeros + (kLimbDigits - skipped) + std::uint64_t{limbs} * kLimbDigits;
+    if (size > kMaxSize) return false;
+    char* next = out.extend(static_cast<unsigned int>(size));
+    if (!next) return false;
+    next = std::fill_n(next, zeros, b58digits_ordered[0]);
+    next = std::copy(firstDigits + skipped, firstDigits + kLimbDigits, next);
+    for (; limbs > 0; next += kLimbDigits)
+        writeDigits(number[--limbs], next);
+    return true;
 }
 
 bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log) {
@@ -415,33 +495,44 @@ bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log
     const std::size_t zeros =
         std::min(digits.find_first_not_of(b58digits_ordered[0]), digits.size());
     digits.remove_prefix(zeros);
-    if (const char* const fault = faultIn(digits)) {
-        log.LogError(fault);
+    const std::string_view all = digits;
+    // log(58) / log(256) is below 0.733.
+    BigNumber number(std::uint64_t{digits.size()} * 733 / 1000 / kWordBytes + 1 + kWordsAtOnce);
+    if (!number) return false;
+    unsigned int found = 0;
+    const auto take = [&](std::size_t n) {
+        const std::uint64_t value = valueOf(digits.substr(0, n), found);
+        digits.remove_prefix(n);
+        return value;
+    };
+    number.multiplyAdd<1>(kLimb, {take(digits.size() % kLimbDigits)});
+    while (digits.size() / kLimbDigits % kWordsAtOnce != 0 && found <= kHighestFound)
+        number.multiplyAdd<1>(kLimb, {take(kLimbDigits)});
+    while (!digits.empty() && found <= kHighestFound) {
+        std::array<std::uint64_t, kWordsAtOnce> limbs;
+        for (std::uint64_t& limb : limbs)
+            limb = take(kLimbDigits);
+        number.multiplyAdd(kLimb, limbs);
+    }
+    if (found > kHighestFound) {
+        log.LogError(faultIn(all));
         return false;
     }
-    // log(58) / log(256) is below 0.733.
-    BigNumber number(std::uint64_t{digits.size()} * 733 / 1000 / kWordBytes + 2);
-    if (!number) return false;
-    const std::size_t head = digits.size() % kLimbDigits;
-    number.multiplyAdd(kLimb, valueOf(digits.substr(0, head)));
-    for (digits.remove_prefix(head); !digits.empty(); digits.remove_prefix(kLimbDigits))
-        number.multiplyAdd(kLimb, valueOf(digits.substr(0, kLimbDigits)));
 
-    const std::uint64_t most = zeros + std::uint64_t{number.size()} * kWordBytes;
+    const std::size_t words = number.size();
+    const std::uint64_t most = zeros + std::uint64_t{words} * kWordBytes;
     if (most > kMaxSize) return false;
-    const std::unique_ptr<unsigned char[]> bytes(
-        zqNewUnsignedChar(static_cast<unsigned int>(most)));
-    if (!bytes) return false;
-    unsigned char* next = std::fill_n(bytes.get(), zeros, static_cast<unsigned char>(0));
-    for (std::size_t i = number.size(); i-- > 0;) {
-        for (unsigned int shift = 8 * kWordBytes; shift > 0;) {
-            shift -= 8;
-            const auto byte = static_cast<unsigned char>(number[i] >> shift);
-            // Only the first word can start with zero bytes that are no part of the number.
-            if (byte != 0 || i + 1 < number.size() || number[i] >> shift != 0) *next++ = byte;
-        }
+    // Only the first word can start with zero bytes that are no part of the number.
+    std::size_t skipped = 0;
+    while (words > 0 && number[words - 1] >> (8 * (kWordBytes - 1 - skipped)) == 0)
+        ++skipped;
+    unsigned char* next = out.extend(static_cast<unsigned int>(most - skipped));
+    if (!next) return true;  // as the interface has it
+    next = std::fill_n(next, zeros, static_cast<unsigned char>(0));
+    for (std::size_t i = words; i-- > 0; skipped = 0) {
+        for (std::size_t at = skipped; at < kWordBytes; ++at)
+            *next++ = static_cast<unsigned char>(number[i] >> (8 * (kWordBytes - 1 - at)));
     }
-    out.append(bytes.get(), static_cast<unsigned int>(next - bytes.get()));
     return true;
 }
 
