@@ -95,7 +95,7 @@ bool ByteStorage::regrow(unsigned int more, const void* data) {
     if (more > kMaxSize - m_size) return false;
     const unsigned int needed = m_size + more;
     unsigned int capacity = m_capacity > kMaxSize / 2 ? kMaxSize : m_capacity * 2;
-    capacity = std::max({capacity, needed, 31u});
+    capacity = std::min(std::max({capacity, needed, 31u}), kMaxSize);
     char* grown = new (std::nothrow) char[std::size_t{capacity} + 1];
     if (!grown && capacity > needed) {  // short memory may still hold what was asked for
         capacity = needed;

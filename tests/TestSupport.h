@@ -35,14 +35,17 @@ private:
     std::unique_ptr<char[]> m_bytes;
 };
 
-// 2^32 bytes of zeros that need addresses but no memory, as long as they are only read.
+// 2^32 bytes of zeros that need addresses but no memory, as long as they are only read; null where
+// there are not that many addresses.
 class ZeroPages {
 public:
-    const char* get() const { return static_cast<const char*>(m_pages); }
+    const char* get() const {
+        return sizeof(void*) > 4 ? static_cast<const char*>(m_pages) : nullptr;
+    }
     ~ZeroPages() { munmap(m_pages, kSize); }
 
 private:
-    static constexpr std::size_t kSize = std::size_t{1} << 32;
+    static constexpr auto kSize = static_cast<std::size_t>(sizeof(void*) > 4 ? 1ull << 32 : 4096);
     void* m_pages =
         mmap(nullptr, kSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
 };

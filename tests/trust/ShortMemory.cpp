@@ -66,24 +66,36 @@ void icuRelease(const void*, void* memory) { std::free(memory); }
     return U_SUCCESS(error);
 }();
 
+// Each line is one that is logged in any case, or one for short memory.
+void expectLogged(std::string_view logged, std::string_view wanted, const Operation& operation) {
+    while (!logged.empty()) {
+        const std::string_view line = logged.substr(0, logged.find('\n') + 1);
+        EXPECT_TRUE(wanted.find(line) != wanted.npos ||
+                    operation.logsWhenShort.find(line) != line.npos)
+            << operation.name << ": " << line;
+        logged.remove_prefix(line.size());
+    }
+}
+
 class ShortMemory : public testing::TestWithParam<bool> {};
 
 }  // namespace
 
 // Whichever allocation fails, alone or with all after it: no exception, no leak, the contexts of
-// the log closed, what was held before intact, and the result either complete or false. For
+// the log closed, nothing logged but what is specified, what was held before intact, and the result
+// either complete or false. For
 // operations that by contract do not look at every append it is the start, or nothing.
 TEST_P(ShortMemory, EndsAnOperationWithAResult) {
     ASSERT_TRUE(kHooked);
     ContentCoding codec;
     for (const Operation& operation : operations(codec)) {
-        std::string complete;
+        std::string complete, wanted;
         bool expected = false;
         for (int k = -1;; ++k) {
             bool ok = false, reached = true;
             int open = 0;
             const long before = living;
-            std::string left;
+            std::string left, logged;
             {
                 CountingLog log;
                 CountingOutput sink;
@@ -95,20 +107,25 @@ TEST_P(ShortMemory, EndsAnOperationWithAResult) {
                 failing = -1;
                 open = log.open;
                 left = run.all();
+                logged = log.texts();
             }
             left.shrink_to_fit();
             if (k < 0) {
                 complete = left;
                 expected = ok;
+                wanted = logged;
                 continue;
             }
             EXPECT_EQ(left.substr(0, 4), "held") << operation.name << k;
             EXPECT_EQ(open, 0) << operation.name << k;
+            expectLogged(logged, wanted, operation);
             if (ok && expected && !operation.mayBeCut) {
                 EXPECT_EQ(left, complete) << operation.name << k;
             }
             left.clear();
             left.shrink_to_fit();
+            logged.clear();
+            logged.shrink_to_fit();
             EXPECT_EQ(living, before) << operation.name << k;
             if (!reached) break;
             ASSERT_LT(k, 2000) << operation.name;
