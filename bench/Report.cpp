@@ -48,8 +48,9 @@ void printHead() {
     std::printf("Compiler: %s\n\n", compiler());
     std::printf("Kernels: %s\n\n", contentcoding::kernels().name);
     std::printf(
-        "Medians over the repetitions, and the best of them. Above 1 in the last columns means "
-        "that we are faster.\n\n");
+        "Medians over the repetitions, and the best of them; ratios of medians, and of bests. "
+        "Above "
+        "1 in the last columns means that we are faster.\n\n");
 }
 
 void printCells(const Row& row) {
@@ -90,19 +91,27 @@ const Row::Rival* Report::bestPeerOf(const Row& row) const {
 void Report::print(const std::vector<Row>& rows) const {
     if (m_seconds.empty()) return;  // they were to be listed only
     printHead();
-    std::puts("| Family | Workload | Size | Median | Best | To memcpy | To peer | Best peer |");
-    std::puts("|---|---|--:|--:|--:|--:|--:|---|");
+    std::puts(
+        "| Family | Workload | Size | Median | Best | To memcpy | Bests | To peer | Bests | Best "
+        "peer "
+        "|");
+    std::puts("|---|---|--:|--:|--:|--:|--:|--:|--:|---|");
     for (const Row& row : rows) {
         const Times ours = timesOf(row.ours);
         // A copy is as long as the row is called, its input maybe a little shorter.
-        const double copy = timesOf(row.copy).median * static_cast<double>(row.bytes) /
-                            static_cast<double>(row.size);
-        const Row::Rival* const peer = bestPeerOf(row);
+        const double part = static_cast<double>(row.bytes) / static_cast<double>(row.size);
+        const Times copy = timesOf(row.copy);
         printCells(row);
-        std::printf("| %s | %s | %s | %s | %s |\n", speed(ours.median, row).c_str(),
-                    speed(ours.best, row).c_str(), figure(copy / ours.median).c_str(),
-                    peer ? figure(timesOf(peer->benchmark).median / ours.median).c_str() : "",
-                    peer ? peer->name.c_str() : "");
+        std::printf("| %s | %s | %s | %s ", speed(ours.median, row).c_str(),
+                    speed(ours.best, row).c_str(), figure(copy.median * part / ours.median).c_str(),
+                    figure(copy.best * part / ours.best).c_str());
+        if (const Row::Rival* const peer = bestPeerOf(row)) {
+            const Times theirs = timesOf(peer->benchmark);
+            std::printf("| %s | %s | %s |\n", figure(theirs.median / ours.median).c_str(),
+                        figure(theirs.best / ours.best).c_str(), peer->name.c_str());
+        } else {
+            std::puts("| | | |");
+        }
     }
     std::puts("\n| Family | Workload | Size | Peer | Median | Best | We are faster by |");
     std::puts("|---|---|--:|---|--:|--:|--:|");

@@ -50,7 +50,7 @@ constexpr Expansions kExpansions = [] {
     }
     return expansions;
 }();
-constexpr std::size_t kLongestExpansion = 12;
+static_assert(kEscapeRoom == kBlock / 4 * sizeof "=00=00=00=00" - kBlock / 4);
 
 __m128i digitsOf(__m128i halves) {
     const __m128i digits = _mm_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'A', 'B',
