@@ -206,22 +206,40 @@ Base64Values valuesOf(const unsigned char* table) {
 }
 
 // The text up to its first NUL or pad. What follows that is not read: it need not exist.
-std::string_view digitsOf(const char* text, unsigned int len) {
+std::string_view digitsOf(const char* text, std::size_t len) {
     return {text, contentcoding::kernels().lengthUntil(reinterpret_cast<const unsigned char*>(text),
                                                        len, '\0', kPad)};
 }
 
-// Decodes text without an end mark into `bytes`, which has room for those of that many digits.
-// Returns how many they are; `cut` gets the bits of a cut group that complete no byte.
-unsigned int decodeDigits(std::string_view digits, const Base64Values& values, unsigned char* bytes,
-                          unsigned char& cut) {
-    const auto quanta =
-        contentcoding::kernels().decodeBase64(digits.data(), digits.size(), values, bytes);
+// What the first cache holds, with the bytes that it becomes.
+constexpr std::size_t kPartChars = 8192;
+
+// Decodes all quanta into `bytes`, and returns the rest of the text: three digits at most, and
+// characters that are skipped. The end of the text is looked for by parts; where few digits are
+// found, in all the rest at once, so that nothing is read again and again.
+std::string_view decodeQuanta(const char* text, std::size_t len, const Base64Values& values,
+                              unsigned char*& bytes) {
+    const auto decode = contentcoding::kernels().decodeBase64;
+    for (std::size_t part = kPartChars;;) {
+        const bool isLast = part >= len;
+        const std::string_view digits = digitsOf(text, isLast ? len : part);
+        const auto done = decode(digits.data(), digits.size(), values, bytes);
+        bytes += done.written;
+        if (isLast || digits.size() < part) return digits.substr(done.read);
+        if (done.read < part / 2) part = len;
+        text += done.read;
+        len -= done.read;
+    }
+}
+
+// Decodes text into `bytes`, which has room for 3 of them for each 4 characters. Returns how many
+// they are; `cut` gets the bits of a cut group that complete no byte.
+unsigned int decodeText(const char* text, std::size_t len, const Base64Values& values,
+                        unsigned char* bytes, unsigned char& cut) {
     const unsigned char* const start = bytes;
-    bytes += quanta.written;
     std::uint32_t bits = 0;  // the lowest `held` ones are still to be written
     unsigned int held = 0;
-    for (const char c : digits.substr(quanta.read)) {  // three digits at most, and skipped ones
+    for (const char c : decodeQuanta(text, len, values, bytes)) {
         const unsigned char value = values.of[static_cast<unsigned char>(c)];
         if (value == kBase64Skipped) continue;
         bits = bits << 6 | value;
@@ -248,8 +266,8 @@ unsigned char* decode(const char* text, unsigned int len, const unsigned char* t
     if (!bytes) return nullptr;
     unsigned char cut = 0;
     const unsigned int n = table == _base64DecodeTable.data()
-                               ? decodeDigits(digitsOf(text, len), kStandardValues, bytes, cut)
-                               : decodeDigits(digitsOf(text, len), valuesOf(table), bytes, cut);
+                               ? decodeText(text, len, kStandardValues, bytes, cut)
+                               : decodeText(text, len, valuesOf(table), bytes, cut);
     bytes[n] = cut;
     bytes[n + 1] = 0;
     *outLen = n;
@@ -346,20 +364,21 @@ unsigned char* ContentCoding::decodeBase64_2(const char* text, unsigned int len,
 }
 
 bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuffer& out) {
-    if (text && len > 0 && len < kTooManyChars) {
-        const std::string_view digits = digitsOf(text, len);
-        const auto most = static_cast<unsigned int>(digits.size() * 3 / 4);
-        if (unsigned char* const bytes = out.replaceable(most, text, len)) {
-            unsigned char cut = 0;
-            out.resize(decodeDigits(digits, kStandardValues, bytes, cut));
-            return true;
-        }
+    if (!text || len == 0) {
+        out.takeData(nullptr, 0);
+        return true;
     }
-    unsigned int decodedLen = 0;
-    bool ok = false;
-    unsigned char* const bytes = decodeBase64_2(text, len, &decodedLen, ok);
-    if (ok) out.takeData(bytes, decodedLen);
-    return ok;
+    if (len >= kTooManyChars) return false;
+    const unsigned int most = 3 * len / 4;
+    unsigned char cut = 0;
+    if (unsigned char* const bytes = out.replaceable(most, text, len)) {
+        out.resize(decodeText(text, len, kStandardValues, bytes, cut));
+        return true;
+    }
+    unsigned char* const bytes = zqNewUnsignedChar(most + 1);
+    if (!bytes) return false;
+    out.takeData(bytes, decodeText(text, len, kStandardValues, bytes, cut), most);
+    return true;
 }
 
 bool ContentCoding::appendBase64(StringBuffer& out, const char* text) {

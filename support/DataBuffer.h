@@ -57,7 +57,10 @@ public:
 
     // Replaces what is held by the `n` bytes of `data`, an array from zqNewChar of more than
     // `n` elements, which belongs to the buffer from then on. Null with 0 empties the buffer.
-    void takeData(unsigned char* data, unsigned int n);
+    void takeData(unsigned char* data, unsigned int n) { takeData(data, n, n); }
+
+    // The same for an array of more than `capacity` elements, of which `n` are in use.
+    void takeData(unsigned char* data, unsigned int n, unsigned int capacity);
 
     // Where to write up to `n` bytes that replace what is held, of which resize() then tells how
     // many they were; null where that takes a larger array, or one of the `len` bytes at `source`

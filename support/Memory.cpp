@@ -79,10 +79,11 @@ ByteStorage& ByteStorage::operator=(ByteStorage&& other) noexcept {
 
 ByteStorage::~ByteStorage() { delete[] m_bytes; }
 
-void ByteStorage::adopt(char* array, unsigned int n) {
+void ByteStorage::adopt(char* array, unsigned int n, unsigned int capacity) {
     delete[] m_bytes;
     m_bytes = array;
-    m_size = m_capacity = array ? n : 0;
+    m_size = array ? n : 0;
+    m_capacity = array ? capacity : 0;
 }
 
 char* ByteStorage::release() {

@@ -95,9 +95,9 @@ public:
     // Cuts to `n` bytes; `n` must not exceed size(), or what was written up to capacity().
     void truncate(unsigned int n) { m_size = n; }
 
-    // Takes over an array from zqNewChar, of more than `n` elements, that holds `n` bytes, in
-    // place of what was held. Null with 0 empties.
-    void adopt(char* array, unsigned int n);
+    // Takes over an array from zqNewChar, of more than `capacity` elements, that holds `n` bytes,
+    // in place of what was held. Null with 0 empties.
+    void adopt(char* array, unsigned int n, unsigned int capacity);
 
     // Gives the array away and is empty afterwards.
     char* release();

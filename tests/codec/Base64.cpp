@@ -295,6 +295,20 @@ TEST(Base64, TextThatIsTooLongIsRefused) {
     EXPECT_EQ(held.getSize(), 3u);
 }
 
+// What the decoder takes at a time does not show: junk and ends at all its edges.
+TEST(Base64, LongTextIsDecodedInParts) {
+    const std::string digits = digitsOf(noise(30000)).substr(0, 30001);
+    for (const std::size_t at : {1u, 8189u, 8190u, 8191u, 8192u, 8193u, 16383u, 30000u}) {
+        for (const std::size_t junk : {0u, 1u, 3u, 5000u, 8192u, 20000u}) {
+            std::string text = digits;
+            text.insert(at, junk, '*');
+            ASSERT_EQ(decode(text), bytesOf(digits)) << at << ' ' << junk;
+            text[at + junk / 2] = '=';
+            ASSERT_EQ(decode(text), bytesOf(digits.substr(0, at))) << at << ' ' << junk;
+        }
+    }
+}
+
 TEST(Base64, DecodesIntoBuffers) {
     DataBuffer bytes;
     EXPECT_TRUE(ContentCoding::decodeBase64ToDb("Zm9v", 4, bytes));
