@@ -220,15 +220,10 @@ bool BodyDecoder::decodeContent(std::string_view text, std::size_t n) {
     return true;
 }
 
-// Decodes what starts with "=", of which `n` characters belong to the line's content; returns how
-// many it took. A malformed escape is the character "=" alone.
+// Decodes an escape that may be more than that, of which `n` characters belong to the line's
+// content; returns how many it took.
 std::size_t BodyDecoder::decodeEscape(std::string_view text, std::size_t n) {
-    const unsigned char high = digitAt(text, 1), low = digitAt(text, 2);
-    if (high == kNoHexDigit || low == kNoHexDigit) {
-        m_out.put(text[0]);
-        return 1;
-    }
-    const auto byte = static_cast<unsigned char>(high << 4 | low);
+    const auto byte = static_cast<unsigned char>(digitAt(text, 1) << 4 | digitAt(text, 2));
     const auto isF = [](char c) { return lowBits(c) == 'F'; };
     if (byte == 0xFF && n > 6 && std::all_of(text.begin() + 3, text.begin() + 7, isF)) {
         // "=FFFFFF" and the digits of one byte, wherever they stand.

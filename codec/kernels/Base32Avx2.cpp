@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "codec/kernels/Avx2.h"
+#include "codec/kernels/ClassAvx2.h"
 #include "codec/kernels/Scalar.h"
 
 // Five bytes are eight digits of five bits:  aaaaabbb bbcccccd ddddeeee efffffgg ggghhhhh
@@ -48,8 +49,7 @@ void encodeBlock(const unsigned char* bytes, char* text) {
     const __m256i isDigit = _mm256_cmpgt_epi8(values, _mm256_set1_epi8(25));
     const __m256i letters = _mm256_add_epi8(values, _mm256_set1_epi8('A'));
     const __m256i digits = _mm256_add_epi8(values, _mm256_set1_epi8('2' - 26));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(text),
-                        _mm256_blendv_epi8(letters, digits, isDigit));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(text), chosen(isDigit, digits, letters));
 }
 
 // Whether each byte is at most `highest`, all unsigned.
@@ -64,8 +64,7 @@ bool decodeBlock(const char* text, unsigned char* bytes) {
     const __m256i digits = _mm256_sub_epi8(chars, _mm256_set1_epi8('2'));
     const __m256i isLetter = atMost(letters, 25);
     if (_mm256_movemask_epi8(_mm256_or_si256(isLetter, atMost(digits, 5))) != -1) return false;
-    const __m256i values =
-        _mm256_blendv_epi8(_mm256_add_epi8(digits, _mm256_set1_epi8(26)), letters, isLetter);
+    const __m256i values = chosen(isLetter, letters, _mm256_add_epi8(digits, _mm256_set1_epi8(26)));
     // 000aaaaa 000bbbbb  ->  000000aa aaabbbbb, two of these  ->  20 bits, two of these  ->  40
     // bits
     const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi16(0x0120));

@@ -7,7 +7,7 @@
 
 #include "codec/kernels/Kernels.h"
 
-// Private: telling which of 32 bytes belong to a class.
+// Private: telling which of 32 bytes belong to a class, and choosing by that.
 
 namespace contentcoding::avx2 {
 
@@ -39,6 +39,13 @@ static inline __m256i outside(__m256i bytes, const ClassTables& is) {
 // A bit for each of them.
 static inline std::uint32_t others(__m256i bytes, const ClassTables& is) {
     return static_cast<std::uint32_t>(_mm256_movemask_epi8(outside(bytes, is)));
+}
+
+// Of two registers the bytes of one where the mask has all bits set, of the other where it has
+// none. (Not by the processor's own instruction: where char is unsigned, GCC 12 takes its mask for
+// unset.)
+static inline __m256i chosen(__m256i mask, __m256i set, __m256i unset) {
+    return _mm256_or_si256(_mm256_and_si256(mask, set), _mm256_andnot_si256(mask, unset));
 }
 
 static inline unsigned int firstBit(std::uint32_t bits) {

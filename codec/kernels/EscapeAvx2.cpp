@@ -158,7 +158,7 @@ Progress escapeBlocks(const unsigned char* bytes, std::size_t n, const Escapes& 
             continue;
         }
         const __m256i isReplaced = equal(block, escapes.replaced);
-        const __m256i written = _mm256_blendv_epi8(block, all(escapes.replacement), isReplaced);
+        const __m256i written = chosen(isReplaced, all(escapes.replacement), block);
         escaped &= ~bits(isReplaced);
         char* const half = expand(_mm256_castsi256_si128(block), _mm256_castsi256_si128(written),
                                   escaped & 0xFFFF, to);
@@ -250,8 +250,8 @@ Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unesca
         if (kLines) stop |= sign & ~soft & bits(whiteSpace(next));
 
         const __m256i isReplaced = equal(block, unescapes.replaced);
-        block = _mm256_blendv_epi8(block, all(unescapes.replacement), isReplaced);
-        block = _mm256_blendv_epi8(block, values, isEscape);
+        block = chosen(isReplaced, all(unescapes.replacement), block);
+        block = chosen(isEscape, values, block);
         const std::uint32_t units = escape | soft;
         const std::uint64_t behind = std::uint64_t{units} << 1 | std::uint64_t{units} << 2;
         std::uint32_t taken =

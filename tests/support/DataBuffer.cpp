@@ -16,8 +16,11 @@ TEST(DataBuffer, AppendsEveryKindOfPiece) {
               "bc\x12\x34"
               "a\0\xFF"s
               "bc\x12\x34"s);
+    DataBuffer copy;
+    copy = bytes;
     bytes.clear();
     EXPECT_TRUE(bytes.view().empty());
+    EXPECT_TRUE(str(copy).ends_with("bc\x12\x34"));
 }
 
 TEST(DataBuffer, LeavesNullsOut) {

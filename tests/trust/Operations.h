@@ -6,6 +6,7 @@
 
 #include "support/Charset.h"
 #include "support/Json.h"
+#include "support/XString.h"
 #include "tests/TestSupport.h"
 
 // Counts the contexts that are open, and keeps the texts, each in a line, without needing memory.
@@ -206,6 +207,14 @@ inline std::vector<Operation> operations(ContentCoding& codec) {
              const auto* const text = reinterpret_cast<const unsigned char*>(greek.data());
              return converter.EncConvert(65001, 1253, text, size32(greek), r.bytes, r.log) &&
                     converter.EncConvert(65001, 50220, text, 9, r.bytes, r.log);
+         }},
+        {"replaceAllOccurancesUtf8",
+         [](Scene& r) {
+             XString text;
+             return text.setFromUtf8(greek.c_str()) &&
+                    text.replaceAllOccurancesUtf8("κόσμε", "<world>", false) &&
+                    text.replaceAllOccurancesUtf8(", ", "", true) &&
+                    r.bytes.append(text.getUtf8(), zqStrLen(text.getUtf8()));
          }},
         {"convertEncoding",
          [](Scene& r) {
