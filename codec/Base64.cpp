@@ -82,9 +82,9 @@ Base64Format unbroken(const char* alphabet) {
 }
 
 // A block never holds more than kFlushAbove characters before another group and its line
-// break are staged.
+// break are staged, and is never full: a full one is handed over without a look at the result.
 template <class Sink>
-using GroupWriter = StagingWriter<Sink, kFlushAbove + kQuantumChars + kXmlCrLf.size()>;
+using GroupWriter = StagingWriter<Sink, kFlushAbove + kQuantumChars + kXmlCrLf.size() + 1>;
 
 // Writes the padded quantum of the 1 or 2 bytes after the last whole group, if any, and the end of
 // the text. Returns how much that is.
@@ -375,7 +375,7 @@ bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuf
         out.resize(decodeText(text, len, kStandardValues, bytes, cut));
         return true;
     }
-    unsigned char* const bytes = zqNewUnsignedChar(most + 1);
+    auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(most + 1));
     if (!bytes) return false;
     out.takeData(bytes, decodeText(text, len, kStandardValues, bytes, cut), most);
     return true;

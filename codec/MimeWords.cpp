@@ -355,7 +355,9 @@ unsigned char* ContentCoding::Q_Decode(const char* text, unsigned int n, unsigne
     if (!text) return nullptr;
     if (n == 0) n = zqStrLen(text);
     if (n == 0 || n == std::numeric_limits<unsigned int>::max()) return nullptr;
-    char* const bytes = new (std::nothrow) char[std::size_t{n} + 1 + contentcoding::kSlack];
+    const std::uint64_t size = std::uint64_t{n} + 1 + contentcoding::kSlack;
+    if (size > std::numeric_limits<std::size_t>::max()) return nullptr;
+    char* const bytes = new (std::nothrow) char[static_cast<std::size_t>(size)];
     if (!bytes) return nullptr;
     char* end = bytes;
     for (std::string_view in(text, n); !in.empty();) {

@@ -365,16 +365,25 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
                                         StringBuffer& out) {
     if (!data) return true;
     const auto& kernels = contentcoding::kernels();
-    StagingWriter<ToText, kBase32FlushChars + kBase32GroupChars> text(ToText{out});
-    // All whole groups at once, where there is room; else in blocks, as many as there is room for.
-    const unsigned int whole = len / kBase32GroupBytes;
-    if (whole <= kMaxSize / kBase32GroupChars && whole > 0) {
-        if (char* const room = out.extend(whole * kBase32GroupChars)) {
-            kernels.encodeBase32(data, whole, room);
-            data += std::size_t{whole} * kBase32GroupBytes;
-            len %= kBase32GroupBytes;
-        }
+    const auto putRest = [&](char* chars) {
+        unsigned char group[kBase32GroupBytes] = {};
+        std::memcpy(group, data, len);
+        kernels.encodeBase32(group, 1, chars);
+        std::fill(chars + base32Digits(len), chars + kBase32GroupChars, '=');
+    };
+    // All at once, where there is room; else in blocks, as many as there is room for.
+    const unsigned int whole = len / kBase32GroupBytes,
+                       groups = whole + (len % kBase32GroupBytes > 0 ? 1 : 0);
+    char* const room =
+        groups <= kMaxSize / kBase32GroupChars ? out.extend(groups * kBase32GroupChars) : nullptr;
+    if (room) {
+        kernels.encodeBase32(data, whole, room);
+        data += std::size_t{whole} * kBase32GroupBytes;
+        len %= kBase32GroupBytes;
+        if (len > 0) putRest(room + std::size_t{whole} * kBase32GroupChars);
+        return true;
     }
+    StagingWriter<ToText, kBase32FlushChars + kBase32GroupChars> text(ToText{out});
     while (len >= kBase32GroupBytes) {  // as many groups as lead to a flush
         const unsigned int n =
             std::min(len / kBase32GroupBytes, kBase32FlushChars / kBase32GroupChars + 1);
@@ -383,23 +392,18 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
         len -= n * kBase32GroupBytes;
         if (!text.flushAbove(kBase32FlushChars)) return false;
     }
-    if (len > 0) {
-        unsigned char group[kBase32GroupBytes] = {};
-        std::memcpy(group, data, len);
-        char* const chars = text.extend(kBase32GroupChars);
-        kernels.encodeBase32(group, 1, chars);
-        std::fill(chars + base32Digits(len), chars + kBase32GroupChars, '=');
-    }
+    if (len > 0) putRest(text.extend(kBase32GroupChars));
     return text.finish();
 }
 
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
     if (!text) return true;
     const char* const end = text + std::strlen(text);
-    // All that is in front of the first other character at once, where there is room.
+    // All that is in front of the first other character at once, where there is room for that and
+    // for all that can follow.
     const std::size_t whole = static_cast<std::size_t>(end - text) / kBase32GroupChars;
-    if (whole > 0 && whole <= kMaxSize / kBase32GroupBytes) {
-        const auto most = static_cast<unsigned int>(whole * kBase32GroupBytes);
+    if (whole > 0 && whole < kMaxSize / kBase32GroupBytes) {
+        const auto most = static_cast<unsigned int>((whole + 1) * kBase32GroupBytes);
         if (unsigned char* const room = out.extend(most)) {
             const std::size_t done = contentcoding::kernels().decodeBase32(text, whole, room);
             text += done * kBase32GroupChars;

@@ -121,13 +121,20 @@ void measuresRuns(const Kernels& kernels, const Kernels& portable, Input& input,
            portable.lengthUntil(bytes.bytes(), bytes.size(), a, b));
 }
 
+// What is kept is not replaced, and a coder that goes by lines neither keeps nor replaces their
+// ends.
 Escapes drawEscapes(Input& input) {
-    Escapes escapes = {.kept = drawClass(input)};
-    if (input.flag()) {
-        escapes.replaced = static_cast<unsigned char>(input.byte());
+    const ByteClass drawn = drawClass(input);
+    const unsigned int replaced = input.flag() ? input.byte() : 0x100;
+    Escapes escapes{};
+    escapes.lines = input.flag();
+    escapes.kept = contentcoding::byteClass([&](unsigned char b) {
+        return drawn[b] && b != replaced && !(escapes.lines && (b == '\r' || b == '\n'));
+    });
+    if (replaced < 0x100 && !escapes.lines) {
+        escapes.replaced = static_cast<unsigned char>(replaced);
         escapes.replacement = '_';
     }
-    escapes.lines = input.flag();
     return escapes;
 }
 

@@ -66,9 +66,10 @@ constexpr ByteClass byteClass(Predicate belongs) {
 // digits.
 struct Escapes {
     ByteClass kept;
-    // One byte that is written as another character; a kept one as itself where there is none.
+    // One byte, not kept, that is written as another character; where there is none, "A" as itself.
     unsigned char replaced = 'A', replacement = 'A';
-    // Whether CR and LF in a row are kept, and a space or tab before them or at the end is not.
+    // Whether CR and LF in a row are kept, though they are not by themselves, and a space or tab
+    // before them or at the end is not.
     bool lines = false;
 };
 

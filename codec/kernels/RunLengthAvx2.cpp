@@ -25,7 +25,7 @@ __attribute__((no_sanitize("address", "thread"))) std::size_t runLength(const un
     std::size_t start = 0;  // of the block, from the first one on
     while (found == 0) {
         start += kBlock;
-        if (start >= before + n) return n;
+        if (start - before >= n) return n;
         found = others(_mm256_load_si256(++block), tables);
     }
     return smaller(start + firstBit(found) - before, n);
@@ -54,15 +54,15 @@ __attribute__((no_sanitize("address", "thread"))) std::size_t lengthUntil(const 
     while (found == 0) {
         start += kBlock;
         ++block;
+        if (start - before >= n) return n;
         const bool aligned = reinterpret_cast<std::uintptr_t>(block) % (4 * kBlock) == 0;
-        for (; aligned && start + 4 * kBlock <= before + n; start += 4 * kBlock, block += 4) {
+        for (; aligned && n - (start - before) > 4 * kBlock; start += 4 * kBlock, block += 4) {
             const __m256i two = _mm256_min_epu8(differences(_mm256_load_si256(block)),
                                                 differences(_mm256_load_si256(block + 1))),
                           more = _mm256_min_epu8(differences(_mm256_load_si256(block + 2)),
                                                  differences(_mm256_load_si256(block + 3)));
             if (zerosIn(_mm256_min_epu8(two, more)) != 0) break;
         }
-        if (start >= before + n) return n;
         found = zerosIn(differences(_mm256_load_si256(block)));
     }
     return smaller(start + firstBit(found) - before, n);

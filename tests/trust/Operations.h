@@ -102,6 +102,13 @@ inline std::vector<Operation> operations(ContentCoding& codec) {
         {"encodeBase64", [&c](Scene& r) { return c.encodeBase64(data, 5000, r.text); }},
         {"encodeBase64_crEntity",
          [&c](Scene& r) { return c.encodeBase64_crEntity(data, 5000, r.text); }},
+        {"encodeBase64_crEntity in blocks of every size",
+         [](Scene& r) {
+             ContentCoding narrow;
+             narrow.setLineLength(10);
+             static const char zeros[126] = {};
+             return narrow.encodeBase64_crEntity(zeros, sizeof zeros, r.text);
+         }},
         {"encodeBase64ToOutput",
          [&c](Scene& r) { return c.encodeBase64ToOutput(data, 5000, r.sink, r.params, r.log); }},
         {"encodeBase64_noCrLf",

@@ -136,6 +136,26 @@ TEST_P(ShortMemory, EndsAnOperationWithAResult) {
 INSTANTIATE_TEST_SUITE_P(Failing, ShortMemory, testing::Bool(),
                          [](const auto& all) { return all.param ? "FromThereOn" : "Once"; });
 
+// A group that there is no room for leaves nothing behind, nor do those in its block.
+TEST(ShortMemory, Base32KeepsWholeBlocksOnly) {
+    LogNull log;
+    StringBuffer text;
+    DataBuffer bytes;
+    text.append("held");
+    bytes.append("held", 4);  // both have room for 31 now
+    failing = 0;
+    forGood = true;
+    const bool encoded = ContentCoding::encodeBase32_noCrLf(
+        reinterpret_cast<const unsigned char*>("abcdefghijklmnopq"), 17, text);
+    const bool decoded =
+        ContentCoding::decodeBase32("AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA", bytes, log);
+    failing = -1;
+    EXPECT_FALSE(encoded);
+    EXPECT_EQ(text.view(), "held");
+    EXPECT_FALSE(decoded);
+    EXPECT_EQ(str(bytes), "held");
+}
+
 // A buffer that is full takes nothing: some decoders say so, some do not look.
 TEST(ShortMemory, AFullBufferRefuses) {
     if (sizeof(void*) < 8) GTEST_SKIP() << "no 4 GiB of addresses";
