@@ -42,7 +42,7 @@ public:
 private:
     void refill() {
         const std::size_t held = m_next.size();
-        std::memmove(m_part, m_next.data(), held);
+        if (held > 0) std::memmove(m_part, m_next.data(), held);
         const auto done =
             kernels().escape(m_bytes, m_left, m_escapes, m_part + held, kPartChars - held);
         m_bytes += done.read;
@@ -58,7 +58,7 @@ private:
     const unsigned char* m_bytes;
     std::size_t m_left;
     char m_part[kPartChars + kSlack];
-    std::string_view m_next{m_part, 0};
+    std::string_view m_next;
     const char* m_lineEnd = nullptr;  // where lineEnd() was last; known when that is not passed yet
 };
 

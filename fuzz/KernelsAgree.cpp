@@ -153,21 +153,23 @@ void escapes(const Kernels& kernels, const Kernels& portable, Input& input, Plac
     expect(text.view(done.written) == expected.view(done.written));
 }
 
+// What is kept is not replaced, and a coder that goes by lines keeps all else.
 Unescapes drawUnescapes(Input& input) {
     const ByteClass drawn = drawClass(input);
     const unsigned int settings = input.byte();
-    Unescapes unescapes = {.kept = drawn};
+    Unescapes unescapes{};
+    unescapes.lines = (settings & 4) != 0;
+    const bool replaces = (settings & 32) != 0 && !unescapes.lines;
+    unescapes.kept = contentcoding::byteClass(
+        [&](unsigned char b) { return unescapes.lines || (drawn[b] && !(replaces && b == '_')); });
     if (settings & 1) unescapes.escapeBits = 0x7F;
     if (settings & 2) unescapes.digitBits = 0x7F;
-    unescapes.lines = (settings & 4) != 0;
     unescapes.stopsAtFff = (settings & 8) != 0;
     unescapes.stopsAtZero = (settings & 16) != 0;
-    if (settings & 32) {
+    if (replaces) {
         unescapes.replaced = '_';
         unescapes.replacement = static_cast<unsigned char>(input.byte());
     }
-    if (unescapes.lines)  // a coder that goes by lines drops nothing else
-        unescapes.kept = contentcoding::byteClass([](unsigned char) { return true; });
     return unescapes;
 }
 

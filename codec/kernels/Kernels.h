@@ -76,6 +76,7 @@ struct Escapes {
 // How such text is read. What is neither kept, nor an escape, nor replaced, is dropped.
 struct Unescapes {
     ByteClass kept;
+    // As for Escapes.
     unsigned char replaced = 'A', replacement = 'A';
     // The bits by which "=" and the digits are told.
     unsigned char escapeBits = 0xFF, digitBits = 0xFF;
