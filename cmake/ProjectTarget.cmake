@@ -2,7 +2,7 @@
 # says so, as our own presets do: a consumer's newer compiler must not break its build.
 function(contentcoding_project_target target)
     target_compile_features(${target} PUBLIC cxx_std_20)
-    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
         -Wcast-align -Wnon-virtual-dtor -Woverloaded-virtual -Wundef)

@@ -1,15 +1,11 @@
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstring>
-#include <limits>
-#include <string_view>
+#include "codec/Base64.h"
 
+#include <algorithm>
+#include <cstring>
+
+#include "codec/Alphabet.h"
 #include "codec/Bytes.h"
-#include "codec/ContentCoding.h"
-#include "codec/StagingWriter.h"
-#include "codec/Tables.h"
-#include "codec/kernels/Kernels.h"
+#include "codec/Streams.h"
 
 // The alphabets of RFC 4648, sections 4 and 5: the digit of value v is entry v.
 constexpr char _base64_table[65] =
@@ -17,179 +13,51 @@ constexpr char _base64_table[65] =
 constexpr char _modBase64_table[65] =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
+namespace contentcoding::base64 {
 namespace {
 
-using namespace std::string_view_literals;
-using contentcoding::Base64Format;
-using contentcoding::Base64Values;
-using contentcoding::byteClass;
-using contentcoding::ByteClass;
-using contentcoding::kBase64Skipped;
-using contentcoding::runLength;
-using contentcoding::StagingWriter;
-using contentcoding::ToOutput;
-using contentcoding::ToText;
-
-constexpr unsigned int kGroupBytes = 3;
-constexpr unsigned int kQuantumChars = 4;
-constexpr unsigned int kFlushAbove = 255;
-constexpr std::string_view kCrLf = "\r\n";
-constexpr std::string_view kXmlCrLf = "&#xD;\r\n";
+constexpr std::size_t kGroupBytes = 3;
+constexpr std::size_t kQuantumChars = 4;
+constexpr std::size_t kLongestLineEnd = 64;
 constexpr char kPad = '=';
 
-// The decode table covers these characters only.
+// The decode table of the class covers these characters only.
 constexpr char kFirstChar = '+';
 constexpr char kLastChar = 'z';
-constexpr unsigned char kNoDigit = kBase64Skipped;
-constexpr unsigned int kTableSize = kLastChar - kFirstChar + 1;
+constexpr std::size_t kTableSize = kLastChar - kFirstChar + 1;
 
-// From here on 3 times the number of characters passes 32 bits.
-constexpr unsigned int kTooManyChars = std::numeric_limits<unsigned int>::max() / 3 + 1;
+constexpr contentcoding::Alphabet kStandardDigits(_base64_table);
+constexpr contentcoding::Alphabet kUrlSafeDigits(_modBase64_table);
 
-constexpr auto inverseOf(const char (&alphabet)[65]) {
+constexpr auto tableOf(const contentcoding::Alphabet<64>& alphabet) {
     std::array<unsigned char, kTableSize> values{};
-    values.fill(kNoDigit);
-    for (unsigned char v = 0; v < 64; ++v)
-        values[static_cast<unsigned char>(alphabet[v] - kFirstChar)] = v;
+    for (std::size_t i = 0; i < kTableSize; ++i) {
+        const unsigned char value = alphabet.values[kFirstChar + i];
+        values[i] = value == kNoDigit ? kBase64Skipped : value;
+    }
     return values;
 }
 
+constexpr auto kUrlSafeTable = tableOf(kUrlSafeDigits);
+
 }  // namespace
+}  // namespace contentcoding::base64
 
-constexpr std::array<unsigned char, 80> _base64DecodeTable = inverseOf(_base64_table);
-static_assert(_base64DecodeTable['+' - kFirstChar] == 62 &&
-              _base64DecodeTable['z' - kFirstChar] == 51);
-static_assert(_base64DecodeTable['-' - kFirstChar] == kNoDigit);
+constexpr std::array<unsigned char, 80> _base64DecodeTable =
+    contentcoding::base64::tableOf(contentcoding::base64::kStandardDigits);
+static_assert(_base64DecodeTable['+' - '+'] == 62 && _base64DecodeTable['z' - '+'] == 51);
+static_assert(_base64DecodeTable['-' - '+'] == contentcoding::kBase64Skipped);
 
+namespace contentcoding::base64 {
 namespace {
 
-// ---- Encoding ----
-
-// No line is longer than this, so none is ever broken.
-constexpr std::uint64_t kNoLines = std::numeric_limits<std::uint64_t>::max();
-
-struct Lines {
-    std::uint64_t length;  // a line ends with the quantum that reaches this many characters
-    std::string_view lineBreak;
-
-    static Lines of(unsigned int lineLength, std::string_view lineBreak) {
-        return {std::max(lineLength, 1u), lineBreak};
-    }
-};
-
-Base64Format unbroken(const char* alphabet) {
-    return {alphabet, std::numeric_limits<std::size_t>::max(), "", 0};
-}
-
-// A block never holds more than kFlushAbove characters before another group and its line
-// break are staged, and is never full: a full one is handed over without a look at the result.
-template <class Sink>
-using GroupWriter = StagingWriter<Sink, kFlushAbove + kQuantumChars + kXmlCrLf.size() + 1>;
-
-// Writes the padded quantum of the 1 or 2 bytes after the last whole group, if any, and the end of
-// the text. Returns how much that is.
-std::size_t writeTail(const unsigned char* data, unsigned int len, const char* alphabet,
-                      std::string_view end, char* text) {
-    const unsigned int rest = len % kGroupBytes;
-    std::size_t n = 0;
-    if (rest > 0) {
-        const unsigned int first = data[len - rest], second = rest == 2 ? data[len - 1] : 0u;
-        text[0] = alphabet[first >> 2];
-        text[1] = alphabet[(first & 0x03) << 4 | second >> 4];
-        text[2] = rest == 2 ? alphabet[(second & 0x0F) << 2] : kPad;
-        text[3] = kPad;
-        n = kQuantumChars;
-    }
-    return n + end.copy(text + n, end.size());
-}
-
-// Appends all at once. False, and nothing appended, when there is no room for all.
-bool appendAll(const unsigned char* bytes, unsigned int len, const char* alphabet,
-               const Lines& lines, std::string_view end, StringBuffer& out) {
-    const unsigned int groups = len / kGroupBytes;
-    const std::uint64_t lineGroups = (lines.length - 1) / kQuantumChars + 1;
-    const unsigned int fullLines =
-        lineGroups <= groups ? groups / static_cast<unsigned int>(lineGroups) : 0;
-    const std::uint64_t size =
-        std::uint64_t{groups} * kQuantumChars + std::uint64_t{fullLines} * lines.lineBreak.size();
-    const std::uint64_t all = size + (len % kGroupBytes > 0 ? kQuantumChars : 0) + end.size();
-    if (all > std::numeric_limits<unsigned int>::max()) return false;
-    char* const text = out.extend(static_cast<unsigned int>(all));
-    if (!text) return false;
-    // More groups in a line than there are make no difference.
-    const auto inLine =
-        static_cast<std::size_t>(std::min<std::uint64_t>(lineGroups, kTooManyChars));
-    contentcoding::kernels().encodeBase64(
-        bytes, groups, {alphabet, inLine, lines.lineBreak.data(), lines.lineBreak.size()}, text);
-    writeTail(bytes, len, alphabet, end, text + size);
-    return true;
-}
-
-// Stages the whole groups among `len` bytes and hands everything over. Each kernel call goes up
-// to the end of the line or to the group that fills the block, whichever comes first.
-template <class Sink>
-bool encodeGroups(const unsigned char* bytes, unsigned int len, const char* alphabet,
-                  const Lines& lines, Sink sink) {
-    GroupWriter<Sink> text(sink);
-    const auto& kernels = contentcoding::kernels();
-    unsigned int groups = len / kGroupBytes;
-    std::uint64_t column = 0;
-    while (groups > 0) {
-        const unsigned int toFlush = (kFlushAbove - text.held()) / kQuantumChars + 1;
-        const std::uint64_t toLineEnd = (lines.length - column - 1) / kQuantumChars + 1;
-        const auto n =
-            static_cast<unsigned int>(std::min<std::uint64_t>({groups, toFlush, toLineEnd}));
-        kernels.encodeBase64(bytes, n, unbroken(alphabet), text.extend(n * kQuantumChars));
-        bytes += std::size_t{n} * kGroupBytes;
-        groups -= n;
-        column += std::uint64_t{n} * kQuantumChars;
-        if (column >= lines.length) {
-            text.put(lines.lineBreak);
-            column = 0;
-        }
-        if (!text.flushAbove(kFlushAbove)) return false;
-    }
-    return text.finish();
-}
-
-constexpr std::size_t kLongestTail = kQuantumChars + kCrLf.size();
-
-// Appends as much of the tail as there is room for.
-bool appendTail(const unsigned char* bytes, unsigned int len, const char* alphabet,
-                std::string_view end, StringBuffer& out) {
-    char tail[kLongestTail];
-    const std::size_t n = writeTail(bytes, len, alphabet, end, tail);
-    return std::all_of(tail, tail + n, [&](char c) { return out.appendChar(c); });
-}
-
-bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
-                   std::string_view lineBreak, StringBuffer& out) {
-    if (!out.expectNumBytes(ContentCoding::computeBase64Size(len, lineLength))) return false;
-    if (!data || len == 0) return true;
-    const auto* const bytes = static_cast<const unsigned char*>(data);
-    const Lines lines = Lines::of(lineLength, lineBreak);
-    bool ok = appendAll(bytes, len, _base64_table, lines, kCrLf, out);
-    if (!ok) {
-        if (!encodeGroups(bytes, len, _base64_table, lines, ToText{out})) return false;
-        ok = appendTail(bytes, len, _base64_table, kCrLf, out);
-    }
-    // A last line that is full has its own break already: one CRLF is enough.
-    if (out.endsWith("\r\n\r\n")) out.shorten(kCrLf.size());
-    if (lineBreak != kCrLf && out.endsWith(lineBreak.data())) {
-        out.shorten(static_cast<unsigned int>(lineBreak.size()));
-        out.append(kCrLf.data());  // into the room of what was cut
-    }
-    return ok;
-}
-
-// ---- Decoding ----
+// ---- What characters mean ----
 
 constexpr Base64Values charValues(const unsigned char* table, Base64Values::Alphabet alphabet) {
     Base64Values values{{}, alphabet};
     std::fill(std::begin(values.of), std::end(values.of), kBase64Skipped);
-    for (unsigned int i = 0; i < kTableSize; ++i) {
+    for (std::size_t i = 0; i < kTableSize; ++i)
         if (table[i] < 64) values.of[kFirstChar + i] = table[i];
-    }
     for (const char c : {'.', kPad})
         values.of[static_cast<unsigned char>(c)] = kBase64Skipped;
     return values;
@@ -197,215 +65,302 @@ constexpr Base64Values charValues(const unsigned char* table, Base64Values::Alph
 
 constexpr Base64Values kStandardValues =
     charValues(_base64DecodeTable.data(), Base64Values::kStandard);
+constexpr Base64Values kUrlSafeValues = charValues(kUrlSafeTable.data(), Base64Values::kUrlSafe);
+constexpr Base64Values kEitherValues = [] {
+    Base64Values values = charValues(_base64DecodeTable.data(), Base64Values::kOther);
+    values.of[static_cast<unsigned char>('-')] = 62;
+    values.of[static_cast<unsigned char>('_')] = 63;
+    return values;
+}();
 
-// For a caller's table.
-Base64Values valuesOf(const unsigned char* table) {
-    static constexpr auto kUrlSafeTable = inverseOf(_modBase64_table);
-    const bool urlSafe = std::equal(kUrlSafeTable.begin(), kUrlSafeTable.end(), table);
-    return charValues(table, urlSafe ? Base64Values::kUrlSafe : Base64Values::kOther);
-}
-
-// The text up to its first NUL or pad. What follows that is not read: it need not exist.
-std::string_view digitsOf(const char* text, std::size_t len) {
-    return {text, contentcoding::kernels().lengthUntil(reinterpret_cast<const unsigned char*>(text),
-                                                       len, '\0', kPad)};
-}
-
-// What the first cache holds, with the bytes that it becomes.
-constexpr std::size_t kPartChars = 8192;
-
-// Decodes all quanta into `bytes`, and returns the rest of the text: three digits at most, and
-// characters that are skipped. The end of the text is looked for by parts; where few digits are
-// found, in all the rest at once, so that nothing is read again and again.
-std::string_view decodeQuanta(const char* text, std::size_t len, const Base64Values& values,
-                              unsigned char*& bytes) {
-    const auto decode = contentcoding::kernels().decodeBase64;
-    for (std::size_t part = kPartChars;;) {
-        const bool isLast = part >= len;
-        const std::string_view digits = digitsOf(text, isLast ? len : part);
-        const auto done = decode(digits.data(), digits.size(), values, bytes);
-        bytes += done.written;
-        if (isLast || digits.size() < part) return digits.substr(done.read);
-        if (done.read < part / 2) part = len;
-        text += done.read;
-        len -= done.read;
+const Base64Values& valuesOf(Alphabet alphabet) {
+    switch (alphabet) {
+        case Alphabet::kUrlSafe:
+            return kUrlSafeValues;
+        case Alphabet::kEither:
+            return kEitherValues;
+        default:
+            return kStandardValues;
     }
 }
 
-// Decodes text into `bytes`, which has room for 3 of them for each 4 characters. Returns how many
-// they are; `cut` gets the bits of a cut group that complete no byte.
-unsigned int decodeText(const char* text, std::size_t len, const Base64Values& values,
-                        unsigned char* bytes, unsigned char& cut) {
-    const unsigned char* const start = bytes;
-    std::uint32_t bits = 0;  // the lowest `held` ones are still to be written
-    unsigned int held = 0;
-    for (const char c : decodeQuanta(text, len, values, bytes)) {
-        const unsigned char value = values.of[static_cast<unsigned char>(c)];
-        if (value == kBase64Skipped) continue;
-        bits = bits << 6 | value;
-        held += 6;
-        if (held >= 8) {
-            held -= 8;
-            *bytes++ = static_cast<unsigned char>(bits >> held);
-        }
-    }
-    cut = static_cast<unsigned char>(bits << (8 - held));
-    return static_cast<unsigned int>(bytes - start);
+constexpr bool isSpace(unsigned char c) { return isWhiteSpace(c) || c == '\f'; }
+
+// What an alphabet's texts are made of but for padding, without white space and with it.
+struct Classes {
+    ByteClass digits, spaced;
+};
+
+constexpr Classes classesOf(const Base64Values& values) {
+    return {
+        byteClass([&](unsigned char c) { return values.of[c] != kBase64Skipped; }),
+        byteClass([&](unsigned char c) { return values.of[c] != kBase64Skipped || isSpace(c); })};
 }
 
-// What the array of a decoder has beyond the bytes of its digits.
-constexpr unsigned int kSpareBytes = 8;
-constexpr unsigned int kSpareBytes2 = 4;
+constexpr Classes kClasses[] = {classesOf(kStandardValues), classesOf(kUrlSafeValues),
+                                classesOf(kEitherValues)};
+static_assert(static_cast<int>(Alphabet::kStandard) == 0 &&
+              static_cast<int>(Alphabet::kUrlSafe) == 1 &&
+              static_cast<int>(Alphabet::kEither) == 2);
 
-// Text that is not empty into a new array of 3 * len / 4 + spare bytes. Null, with *outLen left
-// alone, when there is no table, `len` is too much, or memory is short.
-unsigned char* decode(const char* text, unsigned int len, const unsigned char* table,
-                      unsigned int spare, unsigned int* outLen) {
-    if (!table || len >= kTooManyChars) return nullptr;
-    auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(3 * len / 4 + spare));
-    if (!bytes) return nullptr;
-    unsigned char cut = 0;
-    const unsigned int n = table == _base64DecodeTable.data()
-                               ? decodeText(text, len, kStandardValues, bytes, cut)
-                               : decodeText(text, len, valuesOf(table), bytes, cut);
-    bytes[n] = cut;
-    bytes[n + 1] = 0;
-    *outLen = n;
-    return bytes;
-}
-
-// ---- Tests for Base64 text ----
-
-constexpr bool isBlank(unsigned char b) { return b == ' ' || b == '\t' || b == '\r' || b == '\n'; }
-
-constexpr ByteClass kBase64Text = byteClass([](unsigned char b) {
-    return std::string_view(_base64_table).find(static_cast<char>(b)) != std::string_view::npos ||
-           b == kPad || isBlank(b);
-});
-
-constexpr ByteClass kInRange = byteClass(
-    [](unsigned char b) { return (b >= kFirstChar && b <= kLastChar && b != kPad) || isBlank(b); });
-
-const unsigned char* bytesOf(const char* text) {
-    return reinterpret_cast<const unsigned char*>(text);
+constexpr std::size_t lineGroupsOf(std::size_t columns) {
+    return columns == 0 ? kNoLines : std::max<std::size_t>(columns / kQuantumChars, 1);
 }
 
 }  // namespace
 
-bool ContentCoding::encodeBase64(const void* data, unsigned int len, StringBuffer& out) const {
-    return encodeInLines(data, len, m_lineLength, kCrLf, out);
+constexpr ByteClass kText = byteClass([](unsigned char c) {
+    return kStandardValues.of[c] != kBase64Skipped || c == kPad || isWhiteSpace(c);
+});
+constexpr ByteClass kInRange = byteClass([](unsigned char c) {
+    return (c >= kFirstChar && c <= kLastChar && c != kPad) || isWhiteSpace(c);
+});
+
+Base64Values valuesOf(const unsigned char* table) {
+    const bool urlSafe = std::equal(kUrlSafeTable.begin(), kUrlSafeTable.end(), table);
+    return charValues(table, urlSafe ? Base64Values::kUrlSafe : Base64Values::kOther);
 }
 
-bool ContentCoding::encodeBase64_crEntity(const void* data, unsigned int len,
-                                          StringBuffer& out) const {
-    return encodeInLines(data, len, m_lineLength, kXmlCrLf, out);
-}
+const Base64Values& standardValues() { return kStandardValues; }
 
-bool ContentCoding::encodeBase64ToOutput(const void* data, unsigned int len, _zqOutput& out,
-                                         _zqIoParams& ioParams, LogBase& log) const {
-    if (!data || len == 0) return true;
-    const auto* const bytes = static_cast<const unsigned char*>(data);
-    const ToOutput sink{out, ioParams, log};
-    if (!encodeGroups(bytes, len, _base64_table, Lines::of(m_lineLength, kCrLf), sink))
-        return false;
-    char tail[kLongestTail];
-    const std::size_t n = writeTail(bytes, len, _base64_table, kCrLf, tail);
-    return sink(tail, static_cast<unsigned int>(n));
-}
+// ---- Encoding ----
 
-bool ContentCoding::encodeBase64_noCrLf_inner(const void* data, unsigned int len, const char* table,
-                                              StringBuffer& out) {
-    if (!data || len == 0) return true;
-    if (!table || !out.expectNumBytes(computeBase64Size(len, len))) return false;
-    const auto* const bytes = static_cast<const unsigned char*>(data);
-    const Lines lines = {kNoLines, ""};
-    return appendAll(bytes, len, table, lines, "", out) ||
-           (encodeGroups(bytes, len, table, lines, ToText{out}) &&
-            appendTail(bytes, len, table, "", out));
-}
+Encoder::Encoder(const Format& format)
+    : m_digits(format.alphabet == Alphabet::kUrlSafe ? _modBase64_table : _base64_table),
+      m_lineEnd(format.columns > 0 ? format.lineEnd.substr(0, kLongestLineEnd) : ""),
+      m_lineGroups(lineGroupsOf(format.columns)),
+      m_padded(format.padded) {}
 
-bool ContentCoding::encodeBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out) {
-    return encodeBase64_noCrLf_inner(data, len, _base64_table, out);
-}
+Encoder::Encoder(const char* digits, std::size_t lineGroups, std::string_view lineBreak)
+    : m_digits(digits), m_lineEnd(lineBreak), m_lineGroups(lineGroups), m_endsLastLine(false) {}
 
-bool ContentCoding::encodeModBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out) {
-    return encodeBase64_noCrLf_inner(data, len, _modBase64_table, out);
-}
-
-unsigned char* ContentCoding::decodeBase64a(const char* text, unsigned int len,
-                                            const unsigned char* table, unsigned int* outLen) {
-    if (!outLen) return nullptr;
-    *outLen = 0;
-    if (!text || len == 0) return nullptr;
-    return decode(text, len, table, kSpareBytes, outLen);
-}
-
-unsigned char* ContentCoding::decodeBase64(const char* text, unsigned int len,
-                                           unsigned int* outLen) {
-    return decodeBase64a(text, len, _base64DecodeTable.data(), outLen);
-}
-
-unsigned char* ContentCoding::decodeBase64_2a(const char* text, unsigned int len,
-                                              const unsigned char* table, unsigned int* outLen,
-                                              bool& ok) {
-    ok = false;
-    if (!outLen) return nullptr;
-    *outLen = 0;
-    ok = !text || len == 0;
-    if (ok) return nullptr;
-    unsigned char* const bytes = decode(text, len, table, kSpareBytes2, outLen);
-    ok = bytes != nullptr;
-    return bytes;
-}
-
-unsigned char* ContentCoding::decodeBase64_2(const char* text, unsigned int len,
-                                             unsigned int* outLen, bool& ok) {
-    return decodeBase64_2a(text, len, _base64DecodeTable.data(), outLen, ok);
-}
-
-bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuffer& out) {
-    if (!text || len == 0) {
-        out.takeData(nullptr, 0);
-        return true;
+bool Encoder::write(Bytes piece, Window& out) {
+    const unsigned char* p = piece.data();
+    std::size_t n = piece.size();
+    if (m_count > 0) {
+        for (; m_count < kGroupBytes && n > 0; --n)
+            m_held[m_count++] = *p++;
+        if (m_count < kGroupBytes) return true;
+        if (!writeGroups(m_held, 1, out)) return false;
+        m_count = 0;
     }
-    if (len >= kTooManyChars) return false;
-    const unsigned int most = 3 * len / 4;
-    unsigned char cut = 0;
-    if (unsigned char* const bytes = out.replaceable(most, text, len)) {
-        out.resize(decodeText(text, len, kStandardValues, bytes, cut));
-        return true;
-    }
-    auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(most + 1));
-    if (!bytes) return false;
-    out.takeData(bytes, decodeText(text, len, kStandardValues, bytes, cut), most);
+    const std::size_t groups = n / kGroupBytes;
+    if (!writeGroups(p, groups, out)) return false;
+    for (std::size_t i = groups * kGroupBytes; i < n; ++i)
+        m_held[m_count++] = p[i];
     return true;
 }
 
-bool ContentCoding::appendBase64(StringBuffer& out, const char* text) {
-    const unsigned int len = zqStrLen(text);
-    if (len == 0) return true;
-    unsigned int decodedLen = 0;
-    char* const bytes = reinterpret_cast<char*>(decodeBase64(text, len, &decodedLen));
-    if (!bytes) return false;
-    ByteArrayOwner owner;
-    owner.m_ownedArray = bytes;
-    return out.appendN(bytes, decodedLen);
-}
-
-bool ContentCoding::isBase64(const char* text, unsigned int len, LogBase&) {
-    return text && runLength(bytesOf(text), len, kBase64Text) == len;
-}
-
-bool ContentCoding::isBase64_utf16LE(const char* text, unsigned int len) {
-    if (!text || len < 3 || len % 2 != 0) return false;
-    for (unsigned int i = 2; i < len; i += 2) {
-        if (!kBase64Text[bytesOf(text)[i]] || text[i + 1] != 0) return false;
+// A group and the line end that may follow it are one unit: a block ends after both. A call of the
+// kernel writes whole lines where a line starts, else up to its end.
+bool Encoder::writeGroups(const unsigned char* bytes, std::size_t groups, Window& out) {
+    const auto encode = kernels().encodeBase64;
+    const std::size_t unit = kQuantumChars + m_lineEnd.size();
+    while (groups > 0) {
+        const std::span<char> room = out.room(unit);
+        if (room.empty()) return false;
+        std::size_t lines = 0;
+        if (m_column == 0 && m_lineGroups <= groups)
+            lines = std::min(groups / m_lineGroups,
+                             room.size() / (m_lineGroups * kQuantumChars + m_lineEnd.size()));
+        std::size_t n = lines * m_lineGroups;
+        if (lines > 0) {
+            encode(bytes, n, {m_digits, m_lineGroups, m_lineEnd.data(), m_lineEnd.size()},
+                   room.data());
+            out.wrote(n * kQuantumChars + lines * m_lineEnd.size());
+        } else {
+            const std::size_t fit = (room.size() - unit) / kQuantumChars + 1;
+            n = std::min({groups, fit, m_lineGroups - m_column});
+            encode(bytes, n, {m_digits, kNoLines, "", 0}, room.data());
+            m_lineEnd.copy(room.data() + n * kQuantumChars, m_lineEnd.size());
+            m_column += n;
+            const bool isFull = m_column == m_lineGroups;
+            out.wrote(n * kQuantumChars + (isFull ? m_lineEnd.size() : 0));
+            if (isFull) m_column = 0;
+        }
+        bytes += n * kGroupBytes;
+        groups -= n;
     }
     return true;
 }
 
-bool ContentCoding::validateBase64(const char* text, unsigned int len) const {
-    if (!text) return false;
-    const std::size_t run = runLength(bytesOf(text), len, kInRange);
-    return run == len || text[run] == '\0' || text[run] == kPad;
+bool Encoder::end(Window& out) {
+    char text[kQuantumChars + kLongestLineEnd];
+    std::size_t n = 0;
+    if (m_count > 0) {
+        const unsigned int first = m_held[0], second = m_count == 2 ? m_held[1] : 0u;
+        text[0] = m_digits[first >> 2];
+        text[1] = m_digits[(first & 0x03) << 4 | second >> 4];
+        text[2] = m_count == 2 ? m_digits[(second & 0x0F) << 2] : kPad;
+        text[3] = kPad;
+        n = m_padded ? kQuantumChars : m_count + 1u;
+    }
+    if (m_endsLastLine && m_column + m_count > 0) n += m_lineEnd.copy(text + n, m_lineEnd.size());
+    m_column = m_count = 0;
+    return out.put({text, n});
 }
+
+std::size_t Encoder::groupsSize(std::size_t n) const {
+    const std::size_t groups = n / kGroupBytes;
+    return saturatingAdd(saturatingMultiply(groups, kQuantumChars),
+                         saturatingMultiply(groups / m_lineGroups, m_lineEnd.size()));
+}
+
+std::size_t Encoder::tailSize(std::size_t n) const {
+    const std::size_t rest = n % kGroupBytes;
+    const std::size_t chars = rest == 0 ? 0 : m_padded ? kQuantumChars : rest + 1;
+    const bool lineIsOpen = rest > 0 || n / kGroupBytes % m_lineGroups > 0;
+    return chars + (m_endsLastLine && lineIsOpen ? m_lineEnd.size() : 0);
+}
+
+bool Encoder::feedSink(Bytes piece, detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return write(piece, out); });
+}
+
+bool Encoder::finishSink(detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+std::size_t encodedSize(std::size_t n, const Format& format) noexcept {
+    const Encoder encoder(format);
+    return saturatingAdd(encoder.groupsSize(n), encoder.tailSize(n));
+}
+
+void encodeTo(detail::Growth out, Bytes bytes, const Format& format) {
+    encodeAll(Encoder(format), bytes, encodedSize(bytes.size(), format), out);
+}
+
+Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
+    if (room.size() < encodedSize(bytes.size(), format)) return Error{Fault::kNoRoom, 0};
+    return encodeAllInto(Encoder(format), bytes, room);
+}
+
+// ---- Decoding ----
+
+namespace {
+
+// Input and output of one part fit in the first cache.
+constexpr std::size_t kPartChars = 8192;
+
+}  // namespace
+
+Decoder::Decoder(const Accept& accept) : m_accept(accept), m_values(&valuesOf(accept.alphabet)) {}
+
+// How much of the text, from its start, the kernel can take: digits, and what is skipped.
+std::size_t Decoder::acceptable(std::string_view text) const {
+    const auto* const p = reinterpret_cast<const unsigned char*>(text.data());
+    if (m_accept.foreign)
+        return kernels().lengthUntil(p, text.size(), m_accept.concatenated ? kPad : '\0', kPad);
+    const Classes& classes = kClasses[static_cast<int>(m_accept.alphabet)];
+    return runLength(p, text.size(), m_accept.whiteSpace ? classes.spaced : classes.digits);
+}
+
+Result<void> Decoder::write(Bytes piece, Window& out) {
+    std::string_view text = piece.text();
+    while (!text.empty() && !m_isOver) {
+        std::size_t single = 1;
+        if (m_digits == 0 && m_pads == 0 && !m_isPadded && text.size() >= kQuantumChars) {
+            const std::size_t most = maxDecodedSize(text.size());
+            const std::span<char> room = out.room(std::min(most, Window::kMostAsked));
+            if (room.empty()) return Error{Fault::kStopped, m_offset};
+            const std::size_t part =
+                std::min({text.size(), kPartChars, room.size() / kGroupBytes * kQuantumChars});
+            const std::size_t run = acceptable(text.substr(0, part));
+            const auto done = kernels().decodeBase64(text.data(), run, *m_values, bytesAt(room));
+            out.wrote(done.written);
+            text.remove_prefix(done.read);
+            m_offset += done.read;
+            // What the kernel left holds three digits at most: it is not worth another look.
+            single = std::min(run - done.read + 1, text.size());
+        }
+        for (std::size_t i = 0; i < single && !m_isOver; ++i) {
+            const auto taken = takeOne(static_cast<unsigned char>(text[i]), out);
+            if (!taken) return taken;
+        }
+        text.remove_prefix(single);
+    }
+    return {};
+}
+
+Result<void> Decoder::takeOne(unsigned char c, Window& out) {
+    const unsigned char value = m_values->of[c];
+    if (value != kBase64Skipped) {
+        if (m_pads > 0) return Error{Fault::kPadding, m_offset};
+        if (m_isPadded && !m_accept.concatenated) return Error{Fault::kAfterEnd, m_offset};
+        m_isPadded = false;
+        m_bits = m_bits << 6 | value;
+        m_lastDigit = m_offset;
+        if (++m_digits == kQuantumChars) {
+            if (const auto ended = endGroup(out); !ended) return ended;
+        }
+    } else if (c == kPad) {
+        if (const auto taken = takePad(out); !taken) return taken;
+    } else if (m_accept.foreign) {
+        m_isOver = c == '\0' && !m_accept.concatenated;
+    } else if (!m_accept.whiteSpace || !isSpace(c)) {
+        return Error{m_isPadded ? Fault::kAfterEnd : Fault::kForeignCharacter, m_offset};
+    }
+    ++m_offset;
+    return {};
+}
+
+Result<void> Decoder::takePad(Window& out) {
+    if (m_accept.foreign && !m_accept.concatenated) {
+        m_isOver = true;
+        return {};
+    }
+    if (m_digits == 1 && !m_accept.cutGroup) return Error{Fault::kCutGroup, m_lastDigit};
+    if (m_accept.foreign) return endGroup(out);
+    if (m_digits == 0 || m_accept.padding == Padding::kForbidden)
+        return Error{Fault::kPadding, m_offset};
+    if (m_digits + ++m_pads < static_cast<int>(kQuantumChars)) return {};
+    m_isPadded = true;
+    return endGroup(out);
+}
+
+// Writes the bytes of the group's digits, be they four or fewer.
+Result<void> Decoder::endGroup(Window& out) {
+    const unsigned int bits = m_digits * 6u, left = bits % 8;
+    const std::uint32_t cut = m_bits & ((1u << left) - 1);
+    m_cutBits = static_cast<unsigned char>(cut << (8 - left));
+    if (cut != 0 && m_digits > 1 && !m_accept.leftoverBits)
+        return Error{Fault::kLeftoverBits, m_lastDigit};
+    if (bits >= 8) {
+        const std::span<char> room = out.room(bits / 8);
+        if (room.empty()) return Error{Fault::kStopped, m_offset};
+        for (unsigned int i = 0; i < bits / 8; ++i)
+            room[i] = static_cast<char>(m_bits >> (bits - 8 * (i + 1)));
+        out.wrote(bits / 8);
+    }
+    m_bits = m_digits = m_pads = 0;
+    return {};
+}
+
+Result<void> Decoder::end(Window& out) {
+    if (m_digits == 1 && !m_accept.cutGroup) return Error{Fault::kCutGroup, m_lastDigit};
+    if (m_digits > 1 && !m_isOver && (m_pads > 0 || m_accept.padding == Padding::kRequired))
+        return Error{Fault::kPadding, m_offset};
+    const auto ended = endGroup(out);
+    const unsigned char cut = m_cutBits;
+    *this = Decoder(m_accept, *m_values);
+    m_cutBits = cut;
+    return ended;
+}
+
+Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return write(piece, out); });
+}
+
+Result<void> Decoder::finishSink(detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+Result<void> decodeTo(detail::Growth out, Bytes text, const Accept& accept) {
+    return decodeAll(Decoder(accept), text, maxDecodedSize(text.size()), out);
+}
+
+Result<std::size_t> decodeInto(Room room, Bytes text, const Accept& accept) {
+    return decodeAllInto(Decoder(accept), text, room);
+}
+
+}  // namespace contentcoding::base64

@@ -1,9 +1,245 @@
 #include "codec/ContentCoding.h"
 
+#include <algorithm>
+#include <limits>
+#include <string_view>
+
+#include "codec/Base64.h"
+#include "codec/BufferWindow.h"
+#include "codec/Bytes.h"
+#include "codec/Window.h"
+
+// The methods of the class: adaptors over the coders, which choose where a coder writes, and say
+// in the class's way what came of it.
+
+namespace {
+
+namespace base64 = contentcoding::base64;
+
+using contentcoding::Blocks;
+using contentcoding::BlockWindow;
+using contentcoding::BufferWindow;
+using contentcoding::Bytes;
+using contentcoding::runLength;
+using contentcoding::SpanWindow;
+
+constexpr unsigned int kMaxSize = std::numeric_limits<unsigned int>::max();
+constexpr std::string_view kCrLf = "\r\n";
+
+// A sink of the class, as what takes blocks.
+auto takerOf(_zqOutput& out, _zqIoParams& ioParams, LogBase& log) {
+    return [&](const char* block, std::size_t n) {
+        return out.writeBytes(block, static_cast<unsigned int>(n), ioParams, log);
+    };
+}
+
+// ---- Base64 ----
+
+constexpr std::size_t kBase64Flush = 255;
+constexpr std::string_view kXmlCrLf = "&#xD;\r\n";
+
+// From here on 3 times the number of characters passes 32 bits.
+constexpr unsigned int kTooManyChars = kMaxSize / 3 + 1;
+
+// A line ends with the quantum that reaches its length.
+base64::Encoder linesOf(unsigned int lineLength, std::string_view lineBreak) {
+    return {_base64_table, (std::max(lineLength, 1u) - 1) / 4 + std::size_t{1}, lineBreak};
+}
+
+// The end of a text: its last quantum, if that is not whole, and a line end.
+struct Tail {
+    Tail(base64::Encoder& encoder, std::string_view end) {
+        SpanWindow window(text);
+        size = encoder.end(window) && window.put(end) && window.finish() ? window.size() : 0;
+    }
+    char text[8];
+    std::size_t size;
+};
+
+bool appendBase64Text(base64::Encoder encoder, const void* data, unsigned int len,
+                      std::string_view end, StringBuffer& out) {
+    BufferWindow<StringBuffer, kBase64Flush + 1> window(out, Blocks::above(kBase64Flush));
+    const bool allFits =
+        window.expect(encoder.groupsSize(len) + encoder.tailSize(len) + end.size());
+    if (!encoder.write({data, len}, window)) return false;
+    if (allFits) return encoder.end(window) && window.put(end) && window.finish();
+    if (!window.finish()) return false;
+    const Tail tail(encoder, end);
+    return std::all_of(tail.text, tail.text + tail.size, [&](char c) { return out.appendChar(c); });
+}
+
+bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
+                   std::string_view lineBreak, StringBuffer& out) {
+    if (!out.expectNumBytes(ContentCoding::computeBase64Size(len, lineLength))) return false;
+    if (!data || len == 0) return true;
+    const bool ok = appendBase64Text(linesOf(lineLength, lineBreak), data, len, kCrLf, out);
+    // A last line that is full has its own break already: one CRLF is enough.
+    if (out.endsWith("\r\n\r\n")) out.shorten(kCrLf.size());
+    if (lineBreak != kCrLf && out.endsWith(lineBreak.data())) {
+        out.shorten(static_cast<unsigned int>(lineBreak.size()));
+        out.append(kCrLf.data());  // into the room of what was cut
+    }
+    return ok;
+}
+
+// Decodes text into `bytes`, which has room for 3 of them for each 4 characters. Returns how many
+// they are; `cut` gets the bits of a cut group that complete no byte.
+unsigned int decodeBase64Text(const char* text, unsigned int len,
+                              const contentcoding::Base64Values& values, unsigned char* bytes,
+                              unsigned char& cut) {
+    base64::Decoder decoder(base64::kAnything, values);
+    SpanWindow window({bytes, base64::maxDecodedSize(len)});
+    // Every text is accepted, and there is room.
+    (void)(decoder.write({text, len}, window) && decoder.end(window) && window.finish());
+    cut = decoder.cutBits();
+    return static_cast<unsigned int>(window.size());
+}
+
+// What the array of a decoder has beyond the bytes of its digits.
+constexpr unsigned int kSpareBytes = 8;
+constexpr unsigned int kSpareBytes2 = 4;
+
+// Text that is not empty into a new array of 3 * len / 4 + spare bytes. Null, with *outLen left
+// alone, when there is no table, `len` is too much, or memory is short.
+unsigned char* newDecoded(const char* text, unsigned int len, const unsigned char* table,
+                          unsigned int spare, unsigned int* outLen) {
+    if (!table || len >= kTooManyChars) return nullptr;
+    auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(3 * len / 4 + spare));
+    if (!bytes) return nullptr;
+    unsigned char cut = 0;
+    const unsigned int n = table == _base64DecodeTable.data()
+                               ? decodeBase64Text(text, len, base64::standardValues(), bytes, cut)
+                               : decodeBase64Text(text, len, base64::valuesOf(table), bytes, cut);
+    bytes[n] = cut;
+    bytes[n + 1] = 0;
+    *outLen = n;
+    return bytes;
+}
+
+const unsigned char* bytesOf(const char* text) {
+    return reinterpret_cast<const unsigned char*>(text);
+}
+
+}  // namespace
+
 ContentCoding::~ContentCoding() = default;
 
 unsigned int ContentCoding::computeBase64Size(unsigned int n, unsigned int lineLength) {
     const unsigned int characters = (4 * n + 8) / 3;
     const unsigned int breaks = lineLength != 0 ? (2 * characters) / lineLength : 0;
     return characters + 3 + breaks;
+}
+
+bool ContentCoding::encodeBase64(const void* data, unsigned int len, StringBuffer& out) const {
+    return encodeInLines(data, len, m_lineLength, kCrLf, out);
+}
+
+bool ContentCoding::encodeBase64_crEntity(const void* data, unsigned int len,
+                                          StringBuffer& out) const {
+    return encodeInLines(data, len, m_lineLength, kXmlCrLf, out);
+}
+
+bool ContentCoding::encodeBase64ToOutput(const void* data, unsigned int len, _zqOutput& out,
+                                         _zqIoParams& ioParams, LogBase& log) const {
+    if (!data || len == 0) return true;
+    const auto take = takerOf(out, ioParams, log);
+    BlockWindow<decltype(take), kBase64Flush + 1> window(take, Blocks::above(kBase64Flush));
+    base64::Encoder encoder = linesOf(m_lineLength, kCrLf);
+    if (!encoder.write({data, len}, window) || !window.finish()) return false;
+    const Tail tail(encoder, kCrLf);
+    return take(tail.text, tail.size);
+}
+
+bool ContentCoding::encodeBase64_noCrLf_inner(const void* data, unsigned int len, const char* table,
+                                              StringBuffer& out) {
+    if (!data || len == 0) return true;
+    if (!table || !out.expectNumBytes(computeBase64Size(len, len))) return false;
+    return appendBase64Text({table, base64::kNoLines, ""}, data, len, "", out);
+}
+
+bool ContentCoding::encodeBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out) {
+    return encodeBase64_noCrLf_inner(data, len, _base64_table, out);
+}
+
+bool ContentCoding::encodeModBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out) {
+    return encodeBase64_noCrLf_inner(data, len, _modBase64_table, out);
+}
+
+unsigned char* ContentCoding::decodeBase64a(const char* text, unsigned int len,
+                                            const unsigned char* table, unsigned int* outLen) {
+    if (!outLen) return nullptr;
+    *outLen = 0;
+    if (!text || len == 0) return nullptr;
+    return newDecoded(text, len, table, kSpareBytes, outLen);
+}
+
+unsigned char* ContentCoding::decodeBase64(const char* text, unsigned int len,
+                                           unsigned int* outLen) {
+    return decodeBase64a(text, len, _base64DecodeTable.data(), outLen);
+}
+
+unsigned char* ContentCoding::decodeBase64_2a(const char* text, unsigned int len,
+                                              const unsigned char* table, unsigned int* outLen,
+                                              bool& ok) {
+    ok = false;
+    if (!outLen) return nullptr;
+    *outLen = 0;
+    ok = !text || len == 0;
+    if (ok) return nullptr;
+    unsigned char* const bytes = newDecoded(text, len, table, kSpareBytes2, outLen);
+    ok = bytes != nullptr;
+    return bytes;
+}
+
+unsigned char* ContentCoding::decodeBase64_2(const char* text, unsigned int len,
+                                             unsigned int* outLen, bool& ok) {
+    return decodeBase64_2a(text, len, _base64DecodeTable.data(), outLen, ok);
+}
+
+bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuffer& out) {
+    if (!text || len == 0) {
+        out.takeData(nullptr, 0);
+        return true;
+    }
+    if (len >= kTooManyChars) return false;
+    const unsigned int most = 3 * len / 4;
+    const auto& values = base64::standardValues();
+    unsigned char cut = 0;
+    if (unsigned char* const bytes = out.replaceable(most, text, len)) {
+        out.resize(decodeBase64Text(text, len, values, bytes, cut));
+        return true;
+    }
+    auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(most + 1));
+    if (!bytes) return false;
+    out.takeData(bytes, decodeBase64Text(text, len, values, bytes, cut), most);
+    return true;
+}
+
+bool ContentCoding::appendBase64(StringBuffer& out, const char* text) {
+    const unsigned int len = zqStrLen(text);
+    if (len == 0) return true;
+    unsigned int decodedLen = 0;
+    char* const bytes = reinterpret_cast<char*>(decodeBase64(text, len, &decodedLen));
+    if (!bytes) return false;
+    ByteArrayOwner owner;
+    owner.m_ownedArray = bytes;
+    return out.appendN(bytes, decodedLen);
+}
+
+bool ContentCoding::isBase64(const char* text, unsigned int len, LogBase&) {
+    return text && runLength(bytesOf(text), len, base64::kText) == len;
+}
+
+bool ContentCoding::isBase64_utf16LE(const char* text, unsigned int len) {
+    if (!text || len < 3 || len % 2 != 0) return false;
+    for (unsigned int i = 2; i < len; i += 2) {
+        if (!base64::kText[bytesOf(text)[i]] || text[i + 1] != 0) return false;
+    }
+    return true;
+}
+
+bool ContentCoding::validateBase64(const char* text, unsigned int len) const {
+    if (!text) return false;
+    const std::size_t run = runLength(bytesOf(text), len, base64::kInRange);
+    return run == len || text[run] == '\0' || text[run] == '=';
 }

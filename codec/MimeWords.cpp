@@ -3,11 +3,11 @@
 #include <limits>
 #include <string_view>
 
+#include "codec/Base64.h"
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
 #include "codec/EscapedText.h"
 #include "codec/StagingWriter.h"
-#include "codec/Tables.h"
 #include "support/Ascii.h"
 #include "support/Charset.h"
 

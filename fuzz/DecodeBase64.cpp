@@ -2,7 +2,7 @@
 // give the same bytes, and never more than the digits can make.
 #include <array>
 
-#include "codec/Tables.h"
+#include "codec/Base64.h"
 #include "fuzz/Input.h"
 
 namespace {

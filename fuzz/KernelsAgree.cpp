@@ -4,7 +4,7 @@
 #include <string>
 
 #include "codec/Bytes.h"
-#include "codec/Tables.h"
+#include "codec/Base64.h"
 #include "codec/kernels/Kernels.h"
 #include "fuzz/Input.h"
 

@@ -2,7 +2,7 @@
 // back.
 #include <string>
 
-#include "codec/Tables.h"
+#include "codec/Base64.h"
 #include "fuzz/Input.h"
 
 namespace {

@@ -81,6 +81,8 @@ public:
     bool parseUint16(unsigned int& offset, bool littleEndian, unsigned short& value) const;
 
 private:
+    friend class contentcoding::BufferAccess;
+
     contentcoding::ByteStorage m_storage;
 };
 

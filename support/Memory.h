@@ -22,6 +22,8 @@
 
 namespace contentcoding {
 
+class BufferAccess;
+
 // The address of an array together with the kind of array that it is. It owns nothing:
 // assigning another address leaves the array that it held alone, as with a plain pointer.
 class [[gnu::visibility("default")]] TypedArrayPointer {

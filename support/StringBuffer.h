@@ -116,6 +116,8 @@ public:
     bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
 
 private:
+    friend class contentcoding::BufferAccess;
+
     bool terminated() {
         if (m_storage.bytes()) m_storage.bytes()[getSize()] = '\0';
         return true;

@@ -1,7 +1,7 @@
 #include <bitset>
 #include <map>
 
-#include "codec/Tables.h"
+#include "codec/Base64.h"
 #include "tests/TestSupport.h"
 
 namespace {
