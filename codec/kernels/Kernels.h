@@ -108,12 +108,12 @@ struct Kernels {
     Progress (*decodeBase64)(const char* text, std::size_t n, const Base64Values& values,
                              unsigned char* bytes);
 
-    // How many of the `n` bytes from `p` on belong to the class before the first that does not.
-    // What follows that one is not touched, but for bytes of a block of 32, aligned as such.
+    // How many of the `n` bytes from `p` on belong to the class before the first that does not. No
+    // byte outside the `n` is read, nor one in a page that begins after that first one.
     std::size_t (*runLength)(const unsigned char* p, std::size_t n, const ByteClass& is);
 
-    // How many of the `n` bytes from `p` on stand before the first that is `a` or `b`; reads no
-    // more than runLength does.
+    // How many of the `n` bytes from `p` on stand before the first that is `a` or `b`. Reads
+    // as runLength does.
     std::size_t (*lengthUntil)(const unsigned char* p, std::size_t n, unsigned char a,
                                unsigned char b);
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "codec/kernels/Neon.h"
+#include "codec/kernels/Scalar.h"
 
 namespace contentcoding::neon {
 namespace {
@@ -22,25 +23,35 @@ std::uint64_t others(uint8x16_t bytes, uint8x16_t low, uint8x16_t high) {
 
 }  // namespace
 
-// Aligned blocks, as the contract allows. Sanitizers do not know.
-__attribute__((no_sanitize("address", "thread"))) std::size_t runLength(const unsigned char* p,
-                                                                        std::size_t n,
-                                                                        const ByteClass& is) {
-    constexpr std::size_t kBlock = 16;
-    if (n == 0) return 0;
+// Whole blocks inside [p, p+n), of which none reaches into a page that the bytes before it do not
+// lie in: so `n` may be more than there is, as long as the memory goes up to the byte that ends the
+// run.
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is) {
+    constexpr std::size_t kBlock = 16, kPage = 4096;  // pages are this long, or a multiple
+    const auto upTo = [p](std::size_t alignment) {
+        return alignment - reinterpret_cast<std::uintptr_t>(p) % alignment;
+    };
+    if (n < kBlock) return scalar::runLength(p, n, is);
     const uint8x16_t low = vld1q_u8(is.low), high = vld1q_u8(is.high);
-    const std::size_t before = reinterpret_cast<std::uintptr_t>(p) % kBlock;
-    const unsigned char* block = p - before;
-    std::uint64_t found = others(vld1q_u8(block), low, high) >> 4 * before << 4 * before;
-    std::size_t start = 0;  // of the block, from the first one on
-    while (found == 0) {
-        start += kBlock;
-        if (start >= before + n) return n;
-        block += kBlock;
-        found = others(vld1q_u8(block), low, high);
+    const auto othersAt = [&](std::size_t i) { return others(vld1q_u8(p + i), low, high); };
+    const auto place = [](std::size_t i, std::uint64_t found) {
+        return i + static_cast<std::size_t>(__builtin_ctzll(found)) / 4;
+    };
+    const std::size_t first = upTo(kBlock);
+    if (upTo(kPage) < kBlock) {
+        const std::size_t run = scalar::runLength(p, first, is);
+        if (run < first) return run;
+    } else if (const std::uint64_t found = othersAt(0)) {
+        return place(0, found);
     }
-    const std::size_t run = start + static_cast<std::size_t>(__builtin_ctzll(found)) / 4 - before;
-    return run < n ? run : n;
+    // From here on blocks are aligned, and each is in one page.
+    const std::size_t last = n - kBlock;
+    for (std::size_t i = first; i <= last; i += kBlock) {
+        if (const std::uint64_t found = othersAt(i)) return place(i, found);
+    }
+    // The last block overlaps the one before; the bytes that are new are in one page.
+    const std::uint64_t found = othersAt(last);
+    return found == 0 ? n : place(last, found);
 }
 
 }  // namespace contentcoding::neon
