@@ -186,12 +186,12 @@ bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
 
 constexpr Base64Values charValues(const unsigned char* table, Base64Values::Alphabet alphabet) {
     Base64Values values{{}, alphabet};
-    std::fill(std::begin(values.of), std::end(values.of), kBase64Skipped);
+    std::fill(std::begin(values.entry), std::end(values.entry), kBase64Skipped);
     for (unsigned int i = 0; i < kTableSize; ++i) {
-        if (table[i] < 64) values.of[kFirstChar + i] = table[i];
+        if (table[i] < 64) values.entry[kFirstChar + i] = table[i];
     }
     for (const char c : {'.', kPad})
-        values.of[static_cast<unsigned char>(c)] = kBase64Skipped;
+        values.entry[static_cast<unsigned char>(c)] = kBase64Skipped;
     return values;
 }
 
@@ -240,7 +240,7 @@ unsigned int decodeText(const char* text, std::size_t len, const Base64Values& v
     std::uint32_t bits = 0;  // the lowest `held` ones are still to be written
     unsigned int held = 0;
     for (const char c : decodeQuanta(text, len, values, bytes)) {
-        const unsigned char value = values.of[static_cast<unsigned char>(c)];
+        const unsigned char value = values.entry[static_cast<unsigned char>(c)];
         if (value == kBase64Skipped) continue;
         bits = bits << 6 | value;
         held += 6;

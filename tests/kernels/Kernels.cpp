@@ -9,12 +9,12 @@
 
 using contentcoding::Base64Format;
 using contentcoding::Base64Values;
-using contentcoding::Escapes;
+using contentcoding::EscapeRules;
 using contentcoding::Kernels;
 using contentcoding::kEscapeRoom;
-using contentcoding::kSlack;
-using contentcoding::Progress;
-using contentcoding::Unescapes;
+using contentcoding::kOverwrite;
+using contentcoding::Transfer;
+using contentcoding::UnescapeRules;
 
 namespace {
 
@@ -66,9 +66,9 @@ std::string digitsOf(const std::string& bytes, std::size_t bits, const std::stri
 
 Base64Values valuesOf(const std::string& alphabet, Base64Values::Alphabet kind) {
     Base64Values values{{}, kind};
-    std::fill(std::begin(values.of), std::end(values.of), contentcoding::kBase64Skipped);
+    std::fill(std::begin(values.entry), std::end(values.entry), contentcoding::kBase64Skipped);
     for (unsigned char v = 0; v < 64; ++v)
-        values.of[static_cast<unsigned char>(alphabet[v])] = v;
+        values.entry[static_cast<unsigned char>(alphabet[v])] = v;
     return values;
 }
 
@@ -80,7 +80,7 @@ void expectDecodes(const Kernels& kernels, const std::string& text, const Base64
         ASSERT_EQ(std::string(chars(out), done.written), bytes);
         const auto digits =
             std::count_if(text.begin() + static_cast<std::ptrdiff_t>(done.read), text.end(),
-                          [&](char c) { return values.of[static_cast<unsigned char>(c)] < 64; });
+                          [&](char c) { return values.entry[static_cast<unsigned char>(c)] < 64; });
         ASSERT_LE(digits, 3);
     });
 }
@@ -145,7 +145,7 @@ TEST_P(KernelTest, SkipsWhatIsNoBase64Digit) {
     const Base64Values standard = valuesOf(kStandard, Base64Values::kStandard);
     const std::string bytes = noise(72), text = digitsOf(bytes, 6, kStandard);
     for (unsigned int c = 0; c < 256; ++c) {
-        if (standard.of[c] < 64) continue;
+        if (standard.entry[c] < 64) continue;
         for (std::size_t i = 0; i < text.size(); i += c % 7 + 1) {
             std::string broken = text;
             broken.insert(i, 1 + c % 3, static_cast<char>(c));
@@ -193,7 +193,7 @@ TEST_P(KernelTest, MeasuresRuns) {
     for (const auto& is : classes) {
         std::string members, others;
         for (unsigned int b = 0; b < 256; ++b)
-            (is.is[b] ? members : others) += static_cast<char>(b);
+            (is.contains[b] ? members : others) += static_cast<char>(b);
         for (std::size_t n = 0; n <= kLongest; ++n) {
             std::string run;
             for (std::size_t i = 0; i < n && !members.empty(); ++i)
@@ -231,7 +231,7 @@ TEST_P(KernelTest, MeasuresRuns) {
     for (unsigned int b = 0; b < 256; ++b) {
         const auto byte = static_cast<unsigned char>(b);
         for (const auto& is : classes)
-            EXPECT_EQ(GetParam()->runLength(&byte, 1, is), is.is[b]) << b;
+            EXPECT_EQ(GetParam()->runLength(&byte, 1, is), is.contains[b]) << b;
     }
 }
 
@@ -253,37 +253,38 @@ std::string escapeOf(unsigned char b) {
     return text;
 }
 
-Unit escapedUnit(std::string_view left, const Escapes& escapes) {
+Unit escapedUnit(std::string_view left, const EscapeRules& escapes) {
     const auto b = static_cast<unsigned char>(left[0]);
     const bool beforeEnd = left.size() == 1 || left.substr(1, 2) == "\r\n";
-    if (escapes.lines && left.starts_with("\r\n")) return {2, "\r\n"};
+    if (escapes.crlfAware && left.starts_with("\r\n")) return {2, "\r\n"};
     if (b == escapes.replaced) return {1, std::string(1, static_cast<char>(escapes.replacement))};
-    const bool kept = escapes.kept[b] && !(escapes.lines && beforeEnd && (b == ' ' || b == '\t'));
+    const bool kept =
+        escapes.kept[b] && !(escapes.crlfAware && beforeEnd && (b == ' ' || b == '\t'));
     return {1, kept ? std::string(1, left[0]) : escapeOf(b)};
 }
 
 bool isWhite(char c) { return (" \t\r\n"s).find(static_cast<char>(c & 0x7F)) != std::string::npos; }
 
-Unit unescapedUnit(std::string_view left, const Unescapes& unescapes) {
+Unit unescapedUnit(std::string_view left, const UnescapeRules& unescapes) {
     const std::string_view next = left.substr(1);
     const auto c = static_cast<unsigned char>(left[0]);
-    if ((c & unescapes.escapeBits) == '=') {
-        if (unescapes.lines && next.starts_with("\r\n")) return {3, ""};
-        if (next.empty() || (unescapes.lines && isWhite(next[0]))) return {};
+    if ((c & unescapes.signMask) == '=') {
+        if (unescapes.crlfAware && next.starts_with("\r\n")) return {3, ""};
+        if (next.empty() || (unescapes.crlfAware && isWhite(next[0]))) return {};
         std::string digits(next.substr(0, 2));
         for (char& digit : digits)
-            digit = static_cast<char>(digit & unescapes.digitBits);
+            digit = static_cast<char>(digit & unescapes.digitMask);
         if (digits.find_first_not_of("0123456789ABCDEFabcdef") != std::string::npos ||
             digits.size() < 2)
             return {1, std::string(1, left[0])};
         const auto value = static_cast<char>(std::stoi(digits, nullptr, 16));
-        const bool stops =
-            (unescapes.stopsAtZero && value == 0) ||
-            (unescapes.stopsAtFff && value == '\xFF' && next.size() > 2 && (next[2] & 0x7F) == 'F');
+        const bool stops = (unescapes.stopsAtZero && value == 0) ||
+                           (unescapes.stopsAtEscapedFf && value == '\xFF' && next.size() > 2 &&
+                            (next[2] & 0x7F) == 'F');
         return stops ? Unit{} : Unit{3, std::string(1, value)};
     }
-    if (unescapes.lines && left.starts_with("\r\n")) return {2, "\r\n"};
-    if (unescapes.lines && isWhite(left[0]) && (c == '\n' || next.empty() || isWhite(next[0])))
+    if (unescapes.crlfAware && left.starts_with("\r\n")) return {2, "\r\n"};
+    if (unescapes.crlfAware && isWhite(left[0]) && (c == '\n' || next.empty() || isWhite(next[0])))
         return {};
     if (c == unescapes.replaced)
         return {1, std::string(1, static_cast<char>(unescapes.replacement))};
@@ -337,12 +338,12 @@ std::vector<std::string> mixtures(const std::vector<std::string>& units) {
 }  // namespace
 
 TEST_P(KernelTest, WritesEscapes) {
-    const Escapes formats[] = {
+    const EscapeRules formats[] = {
         {.kept = kKept},
         {.kept = kKept, .replaced = ' ', .replacement = '_'},
         {.kept = contentcoding::byteClass([](unsigned char b) { return kKept[b] || b == ' '; }),
-         .lines = true}};
-    for (const Escapes& format : formats) {
+         .crlfAware = true}};
+    for (const EscapeRules& format : formats) {
         for (const std::string& text :
              mixtures({"\xFF", " ", "\r\n", "\r", "\n", " \r\n", "=", ""})) {
             for (std::size_t n = 0; n <= text.size(); n += n < 80 ? 1 : 7) {
@@ -353,14 +354,14 @@ TEST_P(KernelTest, WritesEscapes) {
                 const std::size_t all = writtenFor(units, n)->size();
                 for (const std::size_t room : {n * 3, all, all / 2}) {
                     const auto call = [&](const unsigned char* in, unsigned char* out) {
-                        const Progress done = GetParam()->escape(in, n, format, chars(out), room);
+                        const Transfer done = GetParam()->escape(in, n, format, chars(out), room);
                         ASSERT_EQ(std::string(chars(out), done.written),
                                   writtenFor(units, done.read));
                         ASSERT_LE(done.written, room);
                         ASSERT_TRUE(done.read == n ||
                                     (room < n * 3 && done.written + kEscapeRoom > room));
                     };
-                    everywhere(bytes, room + kSlack, call);
+                    everywhere(bytes, room + kOverwrite, call);
                 }
             }
         }
@@ -370,16 +371,16 @@ TEST_P(KernelTest, WritesEscapes) {
 TEST_P(KernelTest, ReadsEscapes) {
     const auto notEscaped =
         contentcoding::byteClass([](unsigned char b) { return (b & 0x7F) != '='; });
-    const Unescapes formats[] = {
+    const UnescapeRules formats[] = {
         {.kept = kKept, .replaced = '_', .replacement = ' '},
         {.kept = contentcoding::byteClass([](unsigned char b) { return b != '=' && b > ' '; }),
-         .digitBits = 0x7F},
-        {.kept = notEscaped, .escapeBits = 0x7F, .digitBits = 0x7F, .stopsAtFff = true},
-        {.kept = notEscaped, .escapeBits = 0x7F, .digitBits = 0x7F, .lines = true},
+         .digitMask = 0x7F},
+        {.kept = notEscaped, .signMask = 0x7F, .digitMask = 0x7F, .stopsAtEscapedFf = true},
+        {.kept = notEscaped, .signMask = 0x7F, .digitMask = 0x7F, .crlfAware = true},
         {.kept = notEscaped,
-         .escapeBits = 0x7F,
-         .lines = true,
-         .stopsAtFff = true,
+         .signMask = 0x7F,
+         .crlfAware = true,
+         .stopsAtEscapedFf = true,
          .stopsAtZero = true}};
     const std::vector<std::string> common = {"=41", "=\r\n", "\r\n", " y",
                                              "=e9", "=00",   "=FF",  "_"};
@@ -393,18 +394,19 @@ TEST_P(KernelTest, ReadsEscapes) {
             texts.push_back(texts[i % 40].substr(0, i) + rare +
                             (i % 3 == 0 ? "" : x(i % 3) + texts[i % 50]));
     }
-    for (const Unescapes& format : formats) {
+    for (const UnescapeRules& format : formats) {
         for (const std::string& text : texts) {
             for (const std::size_t room : {text.size(), text.size() / 2, std::size_t{33}}) {
                 const auto units = unitsOf(
                     text, room, [&](std::string_view left) { return unescapedUnit(left, format); });
                 const std::string wanted = *writtenFor(units, totalRead(units));
-                everywhere(text, room + kSlack, [&](const unsigned char* in, unsigned char* out) {
-                    const Progress done =
-                        GetParam()->unescape(chars(in), text.size(), format, chars(out), room);
-                    ASSERT_EQ(std::string(chars(out), done.written), wanted);
-                    ASSERT_EQ(done.read, totalRead(units));
-                });
+                everywhere(
+                    text, room + kOverwrite, [&](const unsigned char* in, unsigned char* out) {
+                        const Transfer done =
+                            GetParam()->unescape(chars(in), text.size(), format, chars(out), room);
+                        ASSERT_EQ(std::string(chars(out), done.written), wanted);
+                        ASSERT_EQ(done.read, totalRead(units));
+                    });
             }
         }
     }

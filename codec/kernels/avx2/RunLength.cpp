@@ -1,8 +1,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "codec/kernels/Avx2.h"
-#include "codec/kernels/ClassAvx2.h"
+#include "codec/kernels/avx2/Avx2.h"
+#include "codec/kernels/avx2/Ops.h"
 
 // Both scanners read whole blocks inside [p, p+n). No block reaches into a page that the bytes
 // before it do not lie in: so `n` may be more than there is, as long as the memory goes up to the
@@ -62,7 +62,7 @@ struct OutsideClass {
     static constexpr bool kManyAtOnce = false;
 
     __m256i operator()(__m256i bytes) const { return outside(bytes, tables); }
-    bool operator()(unsigned char b) const { return !is.is[b]; }
+    bool operator()(unsigned char b) const { return !is.contains[b]; }
 };
 
 struct EitherOf {

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "codec/kernels/Neon.h"
-#include "codec/kernels/Scalar.h"
+#include "codec/kernels/neon/Neon.h"
+#include "codec/kernels/scalar/Scalar.h"
 
 namespace contentcoding::neon {
 namespace {
