@@ -55,11 +55,11 @@ namespace {
 
 constexpr Base64Values charValues(const unsigned char* table, Base64Values::Alphabet alphabet) {
     Base64Values values{{}, alphabet};
-    std::fill(std::begin(values.of), std::end(values.of), kBase64Skipped);
+    std::fill(std::begin(values.entry), std::end(values.entry), kBase64Skipped);
     for (std::size_t i = 0; i < kTableSize; ++i)
-        if (table[i] < 64) values.of[kFirstChar + i] = table[i];
+        if (table[i] < 64) values.entry[kFirstChar + i] = table[i];
     for (const char c : {'.', kPad})
-        values.of[static_cast<unsigned char>(c)] = kBase64Skipped;
+        values.entry[static_cast<unsigned char>(c)] = kBase64Skipped;
     return values;
 }
 
@@ -68,8 +68,8 @@ constexpr Base64Values kStandardValues =
 constexpr Base64Values kUrlSafeValues = charValues(kUrlSafeTable.data(), Base64Values::kUrlSafe);
 constexpr Base64Values kEitherValues = [] {
     Base64Values values = charValues(_base64DecodeTable.data(), Base64Values::kOther);
-    values.of[static_cast<unsigned char>('-')] = 62;
-    values.of[static_cast<unsigned char>('_')] = 63;
+    values.entry[static_cast<unsigned char>('-')] = 62;
+    values.entry[static_cast<unsigned char>('_')] = 63;
     return values;
 }();
 
@@ -93,8 +93,8 @@ struct Classes {
 
 constexpr Classes classesOf(const Base64Values& values) {
     return {
-        byteClass([&](unsigned char c) { return values.of[c] != kBase64Skipped; }),
-        byteClass([&](unsigned char c) { return values.of[c] != kBase64Skipped || isSpace(c); })};
+        byteClass([&](unsigned char c) { return values.entry[c] != kBase64Skipped; }),
+        byteClass([&](unsigned char c) { return values.entry[c] != kBase64Skipped || isSpace(c); })};
 }
 
 constexpr Classes kClasses[] = {classesOf(kStandardValues), classesOf(kUrlSafeValues),
@@ -110,7 +110,7 @@ constexpr std::size_t lineGroupsOf(std::size_t columns) {
 }  // namespace
 
 constexpr ByteClass kText = byteClass([](unsigned char c) {
-    return kStandardValues.of[c] != kBase64Skipped || c == kPad || isWhiteSpace(c);
+    return kStandardValues.entry[c] != kBase64Skipped || c == kPad || isWhiteSpace(c);
 });
 constexpr ByteClass kInRange = byteClass([](unsigned char c) {
     return (c >= kFirstChar && c <= kLastChar && c != kPad) || isWhiteSpace(c);
@@ -283,7 +283,7 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
 }
 
 Result<void> Decoder::takeOne(unsigned char c, Window& out) {
-    const unsigned char value = m_values->of[c];
+    const unsigned char value = m_values->entry[c];
     if (value != kBase64Skipped) {
         if (m_pads > 0) return Error{Fault::kPadding, m_offset};
         if (m_isPadded && !m_accept.concatenated) return Error{Fault::kAfterEnd, m_offset};

@@ -17,11 +17,11 @@ public:
     // How much next() shows at least, but for the end of the text.
     static constexpr std::size_t kLookAhead = 16;
 
-    EscapedText(const void* data, unsigned int len, const Escapes& escapes)
+    EscapedText(const void* data, unsigned int len, const EscapeRules& escapes)
         : m_escapes(escapes), m_bytes(static_cast<const unsigned char*>(data)), m_left(len) {}
 
     // Whole units: characters, escapes and line breaks. Empty at the end of the text only. Behind
-    // them, kSlack more characters can be read.
+    // them, kOverwrite more characters can be read.
     std::string_view next() {
         if (m_next.size() < 2 * kLookAhead && m_left > 0) refill();
         return m_next;
@@ -54,10 +54,10 @@ private:
     // Less than a block, so that a part fills no more than one.
     static constexpr std::size_t kPartChars = 1500;
 
-    const Escapes& m_escapes;
+    const EscapeRules& m_escapes;
     const unsigned char* m_bytes;
     std::size_t m_left;
-    char m_part[kPartChars + kSlack];
+    char m_part[kPartChars + kOverwrite];
     std::string_view m_next;
     const char* m_lineEnd = nullptr;  // where lineEnd() was last; known when that is not passed yet
 };

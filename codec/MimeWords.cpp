@@ -16,11 +16,11 @@ namespace {
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::EscapedText;
-using contentcoding::Escapes;
+using contentcoding::EscapeRules;
 using contentcoding::runLength;
 using contentcoding::StagingWriter;
 using contentcoding::ToText;
-using contentcoding::Unescapes;
+using contentcoding::UnescapeRules;
 
 constexpr unsigned int kBlockBytes = 2000;
 
@@ -53,11 +53,11 @@ constexpr ByteClass kKeptInQ = byteClass(
 constexpr ByteClass kKeptInQWithoutComma =
     byteClass([](unsigned char b) { return kKeptInQ[b] && b != ',' && b != ':'; });
 
-constexpr Escapes kQEscapes = {.kept = kKeptInQ, .replaced = ' ', .replacement = '_'};
-constexpr Escapes kQEscapesWithComma = {
+constexpr EscapeRules kQEscapes = {.kept = kKeptInQ, .replaced = ' ', .replacement = '_'};
+constexpr EscapeRules kQEscapesWithComma = {
     .kept = kKeptInQWithoutComma, .replaced = ' ', .replacement = '_'};
 
-char* encodeQ(const void* data, unsigned int n, const Escapes& escapes, unsigned int* outLen) {
+char* encodeQ(const void* data, unsigned int n, const EscapeRules& escapes, unsigned int* outLen) {
     if (!outLen) return nullptr;
     *outLen = 0;
     if (!data || n == 0) return nullptr;
@@ -157,7 +157,7 @@ void foldValue(std::string_view value, int codePage, int widePage, unsigned int 
 
 // ---- Decoding ----
 
-constexpr Unescapes kQUnescapes = {
+constexpr UnescapeRules kQUnescapes = {
     .kept = byteClass([](unsigned char b) {
         return (b >= 32 && b < 127 && b != '=' && b != '?' && b != '_') || b >= 0xA0;
     }),
@@ -355,7 +355,7 @@ unsigned char* ContentCoding::Q_Decode(const char* text, unsigned int n, unsigne
     if (!text) return nullptr;
     if (n == 0) n = zqStrLen(text);
     if (n == 0 || n == std::numeric_limits<unsigned int>::max()) return nullptr;
-    const std::uint64_t size = std::uint64_t{n} + 1 + contentcoding::kSlack;
+    const std::uint64_t size = std::uint64_t{n} + 1 + contentcoding::kOverwrite;
     if (size > std::numeric_limits<std::size_t>::max()) return nullptr;
     char* const bytes = new (std::nothrow) char[static_cast<std::size_t>(size)];
     if (!bytes) return nullptr;

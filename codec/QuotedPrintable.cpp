@@ -15,13 +15,13 @@ namespace {
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::EscapedText;
-using contentcoding::Escapes;
+using contentcoding::EscapeRules;
 using contentcoding::kNoHexDigit;
 using contentcoding::StagingWriter;
 using contentcoding::ToBytes;
 using contentcoding::ToOutput;
 using contentcoding::ToText;
-using contentcoding::Unescapes;
+using contentcoding::UnescapeRules;
 
 constexpr unsigned int kBlockBytes = 2000;
 constexpr unsigned int kEscapeChars = 3;
@@ -47,8 +47,8 @@ constexpr ByteClass kKept =
 constexpr ByteClass kKeptInDkim =
     byteClass([](unsigned char b) { return b > 32 && b < 127 && b != '=' && b != ';'; });
 
-constexpr Escapes kEscapes = {.kept = kKept, .lines = true};
-constexpr Escapes kDkimEscapes = {.kept = kKeptInDkim};
+constexpr EscapeRules kEscapes = {.kept = kKept, .crlfAware = true};
+constexpr EscapeRules kDkimEscapes = {.kept = kKeptInDkim};
 
 // "." alone ends an SMTP message, and "From " starts one in an mbox file. The blank of that may
 // have been escaped.
@@ -135,18 +135,19 @@ unsigned char digitAt(std::string_view text, std::size_t i) {
 constexpr ByteClass kNotEscaped = byteClass([](unsigned char b) { return (b & 0x7F) != '='; });
 
 // Escapes of 0 and of 255 may be more than that.
-constexpr Unescapes bodyUnescapes(bool lines, bool unicodeEscapes) {
+constexpr UnescapeRules bodyUnescapes(bool lines, bool unicodeEscapes) {
     return {.kept = kNotEscaped,
-            .escapeBits = 0x7F,
-            .digitBits = 0x7F,
-            .lines = lines,
-            .stopsAtFff = true,
+            .signMask = 0x7F,
+            .digitMask = 0x7F,
+            .crlfAware = lines,
+            .stopsAtEscapedFf = true,
             .stopsAtZero = unicodeEscapes};
 }
 
 // For whole lines, and for the contents of one; each without and with escapes of characters.
-constexpr Unescapes kLineUnescapes[] = {bodyUnescapes(true, false), bodyUnescapes(true, true)};
-constexpr Unescapes kContentUnescapes[] = {bodyUnescapes(false, false), bodyUnescapes(false, true)};
+constexpr UnescapeRules kLineUnescapes[] = {bodyUnescapes(true, false), bodyUnescapes(true, true)};
+constexpr UnescapeRules kContentUnescapes[] = {bodyUnescapes(false, false),
+                                               bodyUnescapes(false, true)};
 
 // How much of a line's content is decoded: without the white space at its end. A whole line of
 // nothing else loses its line ends only.
@@ -258,9 +259,9 @@ bool BodyDecoder::putReference(std::string_view digits) {
 }
 
 // White space means nothing.
-constexpr Unescapes kDkimUnescapes = {
+constexpr UnescapeRules kDkimUnescapes = {
     .kept = byteClass([](unsigned char b) { return b != '=' && !isBlankOrBreak(b); }),
-    .digitBits = 0x7F};
+    .digitMask = 0x7F};
 
 }  // namespace
 

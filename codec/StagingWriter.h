@@ -63,12 +63,12 @@ public:
         }
     }
 
-    // The same for short text behind which kSlack more characters can be read: without a call.
+    // The same for short text behind which kOverwrite more characters can be read: without a call.
     void putReadable(std::string_view text) {
         if (text.size() < room()) {
             char* const to = m_block + m_held;
-            for (std::size_t i = 0; i < text.size(); i += kSlack)
-                std::memcpy(to + i, text.data() + i, kSlack);
+            for (std::size_t i = 0; i < text.size(); i += kOverwrite)
+                std::memcpy(to + i, text.data() + i, kOverwrite);
             m_held += static_cast<unsigned int>(text.size());
         } else {
             putBlocks(text);
@@ -131,7 +131,7 @@ private:
     Sink m_sink;
     bool m_ok = true;
     unsigned int m_held = 0;
-    char m_block[Capacity + kSlack];
+    char m_block[Capacity + kOverwrite];
 };
 
 }  // namespace contentcoding

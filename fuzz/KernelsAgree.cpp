@@ -13,10 +13,10 @@ namespace {
 using contentcoding::Base64Format;
 using contentcoding::Base64Values;
 using contentcoding::ByteClass;
-using contentcoding::Escapes;
+using contentcoding::EscapeRules;
 using contentcoding::Kernels;
-using contentcoding::Progress;
-using contentcoding::Unescapes;
+using contentcoding::Transfer;
+using contentcoding::UnescapeRules;
 
 // Bytes at an offset of its own in memory that ends where they do.
 class Placed {
@@ -75,21 +75,21 @@ void encodesBase64(const Kernels& kernels, const Kernels& portable, Input& input
 
 Base64Values drawValues(Input& input) {
     Base64Values values{{}, Base64Values::kOther};
-    std::fill(std::begin(values.of), std::end(values.of), contentcoding::kBase64Skipped);
+    std::fill(std::begin(values.entry), std::end(values.entry), contentcoding::kBase64Skipped);
     const unsigned int choice = input.byte() % 3;
     if (choice == 2) {
         // Any value below 64 is a digit's.
         const std::string_view drawn = input.text(256);
         for (std::size_t c = 0; c < drawn.size(); ++c) {
             const auto value = static_cast<unsigned char>(drawn[c]);
-            if (value < 64) values.of[c] = value;
+            if (value < 64) values.entry[c] = value;
         }
         return values;
     }
     values.alphabet = choice == 0 ? Base64Values::kStandard : Base64Values::kUrlSafe;
     const char* const digits = choice == 0 ? _base64_table : _modBase64_table;
     for (unsigned char v = 0; v < 64; ++v)
-        values.of[static_cast<unsigned char>(digits[v])] = v;
+        values.entry[static_cast<unsigned char>(digits[v])] = v;
     return values;
 }
 
@@ -98,14 +98,15 @@ void decodesBase64(const Kernels& kernels, const Kernels& portable, Input& input
     const Base64Values values = drawValues(input);
     const std::size_t room = text.size() / 4 * 3;
     Room expected(room), bytes(room);
-    const auto digitsLeft = [&](const Progress& done) {
+    const auto digitsLeft = [&](const Transfer& done) {
         const std::string_view left = text.view().substr(done.read);
-        return std::count_if(left.begin(), left.end(),
-                             [&](char c) { return values.of[static_cast<unsigned char>(c)] < 64; });
+        return std::count_if(left.begin(), left.end(), [&](char c) {
+            return values.entry[static_cast<unsigned char>(c)] < 64;
+        });
     };
-    const Progress wanted =
+    const Transfer wanted =
         portable.decodeBase64(text.chars(), text.size(), values, expected.bytes());
-    const Progress done = kernels.decodeBase64(text.chars(), text.size(), values, bytes.bytes());
+    const Transfer done = kernels.decodeBase64(text.chars(), text.size(), values, bytes.bytes());
     expect(done.read <= text.size() && done.written == wanted.written);
     expect(digitsLeft(done) <= 3 && digitsLeft(done) == digitsLeft(wanted));
     expect(bytes.view(done.written) == expected.view(done.written));
@@ -123,15 +124,15 @@ void measuresRuns(const Kernels& kernels, const Kernels& portable, Input& input,
 
 // What is kept is not replaced, and a coder that goes by lines neither keeps nor replaces their
 // ends.
-Escapes drawEscapes(Input& input) {
+EscapeRules drawEscapes(Input& input) {
     const ByteClass drawn = drawClass(input);
     const unsigned int replaced = input.flag() ? input.byte() : 0x100;
-    Escapes escapes{};
-    escapes.lines = input.flag();
+    EscapeRules escapes{};
+    escapes.crlfAware = input.flag();
     escapes.kept = contentcoding::byteClass([&](unsigned char b) {
-        return drawn[b] && b != replaced && !(escapes.lines && (b == '\r' || b == '\n'));
+        return drawn[b] && b != replaced && !(escapes.crlfAware && (b == '\r' || b == '\n'));
     });
-    if (replaced < 0x100 && !escapes.lines) {
+    if (replaced < 0x100 && !escapes.crlfAware) {
         escapes.replaced = static_cast<unsigned char>(replaced);
         escapes.replacement = '_';
     }
@@ -140,13 +141,13 @@ Escapes drawEscapes(Input& input) {
 
 // A kernel may stop early where the room is short.
 void escapes(const Kernels& kernels, const Kernels& portable, Input& input, Placed& bytes) {
-    const Escapes table = drawEscapes(input);
+    const EscapeRules table = drawEscapes(input);
     const std::size_t most = input.number();
     const std::size_t room = std::min(most, bytes.size() * 3);
-    Room expected(room + contentcoding::kSlack), text(room + contentcoding::kSlack);
-    const Progress wanted =
+    Room expected(room + contentcoding::kOverwrite), text(room + contentcoding::kOverwrite);
+    const Transfer wanted =
         portable.escape(bytes.bytes(), bytes.size(), table, expected.chars(), room);
-    const Progress done = kernels.escape(bytes.bytes(), bytes.size(), table, text.chars(), room);
+    const Transfer done = kernels.escape(bytes.bytes(), bytes.size(), table, text.chars(), room);
     expect(done.read <= wanted.read && done.written <= wanted.written && wanted.written <= room);
     expect(done.read == wanted.read ||
            (room < bytes.size() * 3 && room - done.written < contentcoding::kEscapeRoom));
@@ -154,17 +155,18 @@ void escapes(const Kernels& kernels, const Kernels& portable, Input& input, Plac
 }
 
 // What is kept is not replaced, and a coder that goes by lines keeps all else.
-Unescapes drawUnescapes(Input& input) {
+UnescapeRules drawUnescapes(Input& input) {
     const ByteClass drawn = drawClass(input);
     const unsigned int settings = input.byte();
-    Unescapes unescapes{};
-    unescapes.lines = (settings & 4) != 0;
-    const bool replaces = (settings & 32) != 0 && !unescapes.lines;
-    unescapes.kept = contentcoding::byteClass(
-        [&](unsigned char b) { return unescapes.lines || (drawn[b] && !(replaces && b == '_')); });
-    if (settings & 1) unescapes.escapeBits = 0x7F;
-    if (settings & 2) unescapes.digitBits = 0x7F;
-    unescapes.stopsAtFff = (settings & 8) != 0;
+    UnescapeRules unescapes{};
+    unescapes.crlfAware = (settings & 4) != 0;
+    const bool replaces = (settings & 32) != 0 && !unescapes.crlfAware;
+    unescapes.kept = contentcoding::byteClass([&](unsigned char b) {
+        return unescapes.crlfAware || (drawn[b] && !(replaces && b == '_'));
+    });
+    if (settings & 1) unescapes.signMask = 0x7F;
+    if (settings & 2) unescapes.digitMask = 0x7F;
+    unescapes.stopsAtEscapedFf = (settings & 8) != 0;
     unescapes.stopsAtZero = (settings & 16) != 0;
     if (replaces) {
         unescapes.replaced = '_';
@@ -174,13 +176,13 @@ Unescapes drawUnescapes(Input& input) {
 }
 
 void unescapes(const Kernels& kernels, const Kernels& portable, Input& input, Placed& text) {
-    const Unescapes table = drawUnescapes(input);
+    const UnescapeRules table = drawUnescapes(input);
     const std::size_t most = input.number();
     const std::size_t room = std::min(most, text.size());
-    Room expected(room + contentcoding::kSlack), bytes(room + contentcoding::kSlack);
-    const Progress wanted =
+    Room expected(room + contentcoding::kOverwrite), bytes(room + contentcoding::kOverwrite);
+    const Transfer wanted =
         portable.unescape(text.chars(), text.size(), table, expected.chars(), room);
-    const Progress done = kernels.unescape(text.chars(), text.size(), table, bytes.chars(), room);
+    const Transfer done = kernels.unescape(text.chars(), text.size(), table, bytes.chars(), room);
     expect(done.read == wanted.read && done.written == wanted.written && done.written <= room);
     expect(bytes.view(done.written) == expected.view(done.written));
 }

@@ -30,9 +30,31 @@ public:
         text.copy(m_bytes.get(), text.size());
     }
     const char* get() const { return m_bytes.get(); }
+    unsigned char* bytes() const { return reinterpret_cast<unsigned char*>(m_bytes.get()); }
 
 private:
     std::unique_ptr<char[]> m_bytes;
+};
+
+// Memory between two pages that cannot be touched.
+class GuardedPage {
+public:
+    GuardedPage() {
+        mprotect(m_pages, kPage, PROT_NONE);
+        mprotect(m_pages + 2 * kPage, kPage, PROT_NONE);
+    }
+    ~GuardedPage() { munmap(m_pages, 3 * kPage); }
+    GuardedPage(const GuardedPage&) = delete;
+    GuardedPage& operator=(const GuardedPage&) = delete;
+
+    // `n` bytes right after the first guard, or right before the second one.
+    unsigned char* atStart() const { return m_pages + kPage; }
+    unsigned char* atEnd(std::size_t n) const { return m_pages + 2 * kPage - n; }
+
+private:
+    static constexpr std::size_t kPage = 65536;
+    unsigned char* m_pages = static_cast<unsigned char*>(
+        mmap(nullptr, 3 * kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
 };
 
 // 2^32 bytes of zeros that need addresses but no memory, as long as they are only read; null where

@@ -18,7 +18,7 @@ constexpr unsigned char kBase64Skipped = 0x7F;
 // a kernel need not look.
 struct Base64Values {
     enum Alphabet { kStandard, kUrlSafe, kOther };
-    unsigned char of[256];
+    unsigned char entry[256];
     Alphabet alphabet;
 };
 
@@ -37,63 +37,63 @@ constexpr char kBase32Alphabet[33] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
 constexpr char kEdaAlphabet[44] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ(),-./=";
 
 // How far a kernel went.
-struct Progress {
+struct Transfer {
     std::size_t read, written;
 };
 
 // A set of bytes. Byte 0xHL belongs to it when the bit H % 8 of the entry L is set, in `low` for H
-// up to 7 and in `high` above; `is` says the same.
+// up to 7 and in `high` above; `contains` holds the same set, expanded.
 struct ByteClass {
-    bool is[256];
+    bool contains[256];
     unsigned char low[16], high[16];
 
-    constexpr bool operator[](unsigned char b) const { return is[b]; }
+    constexpr bool operator[](unsigned char b) const { return contains[b]; }
 };
 
 // The class of the bytes that the predicate holds for.
 template <class Predicate>
 constexpr ByteClass byteClass(Predicate belongs) {
-    ByteClass is{};
+    ByteClass members{};
     for (unsigned int b = 0; b < 256; ++b) {
-        is.is[b] = belongs(static_cast<unsigned char>(b));
-        unsigned char& entry = (b < 0x80 ? is.low : is.high)[b & 0x0F];
-        if (is.is[b]) entry = static_cast<unsigned char>(entry | 1u << (b >> 4 & 7));
+        members.contains[b] = belongs(static_cast<unsigned char>(b));
+        unsigned char& entry = (b < 0x80 ? members.low : members.high)[b & 0x0F];
+        if (members.contains[b]) entry = static_cast<unsigned char>(entry | 1u << (b >> 4 & 7));
     }
-    return is;
+    return members;
 }
 
 // How bytes are written by a coder that keeps most of them; others are escaped, by "=" and two
 // digits.
-struct Escapes {
+struct EscapeRules {
     ByteClass kept;
     // One byte, not kept, that is written as another character; where there is none, "A" as itself.
     unsigned char replaced = 'A', replacement = 'A';
     // Whether CR and LF in a row are kept, though they are not by themselves, and a space or tab
     // before them or at the end is not.
-    bool lines = false;
+    bool crlfAware = false;
 };
 
 // How such text is read. What is neither kept, nor an escape, nor replaced, is dropped.
-struct Unescapes {
+struct UnescapeRules {
     ByteClass kept;
-    // As for Escapes.
+    // As for EscapeRules.
     unsigned char replaced = 'A', replacement = 'A';
     // The bits by which "=" and the digits are told.
-    unsigned char escapeBits = 0xFF, digitBits = 0xFF;
+    unsigned char signMask = 0xFF, digitMask = 0xFF;
     // Whether "=", CR and LF in a row are dropped, CR and LF in a row kept, and the coder stops at
     // another line end, and at white space or a "=" before white space or the end: what may be the
     // end of a line that has to be trimmed. White space is told by the low seven bits. All else is
     // kept.
-    bool lines = false;
-    // Escapes that the coder stops at: of the byte 255 with another "F" behind, and of 0.
-    bool stopsAtFff = false, stopsAtZero = false;
+    bool crlfAware = false;
+    // EscapeRules that the coder stops at: of the byte 255 with another "F" behind, and of 0.
+    bool stopsAtEscapedFf = false, stopsAtZero = false;
 };
 
 // See Kernels::escape.
 constexpr std::size_t kEscapeRoom = 96;
 
 // What kernels may write behind the room that they are given.
-constexpr std::size_t kSlack = 32;
+constexpr std::size_t kOverwrite = 32;
 
 struct Kernels {
     const char* name;
@@ -105,27 +105,27 @@ struct Kernels {
     // Decodes all quanta of 4 digits among `n` characters, 3 bytes each, skipping what is no digit,
     // between digits too. Behind what it read there are at most 3 digits. `bytes` has room for 3
     // bytes for each 4 characters, and unspecified contents behind what was written.
-    Progress (*decodeBase64)(const char* text, std::size_t n, const Base64Values& values,
+    Transfer (*decodeBase64)(const char* text, std::size_t n, const Base64Values& values,
                              unsigned char* bytes);
 
-    // How many of the `n` bytes from `p` on belong to the class before the first that does not.
-    // What follows that one is not touched, but for bytes of a block of 32, aligned as such.
+    // How many of the `n` bytes from `p` on belong to the class before the first that does not. No
+    // byte outside the `n` is read, nor one in a page that begins after that first one.
     std::size_t (*runLength)(const unsigned char* p, std::size_t n, const ByteClass& is);
 
-    // How many of the `n` bytes from `p` on stand before the first that is `a` or `b`; reads no
-    // more than runLength does.
+    // How many of the `n` bytes from `p` on stand before the first that is `a` or `b`. Reads
+    // as runLength does.
     std::size_t (*lengthUntil)(const unsigned char* p, std::size_t n, unsigned char a,
                                unsigned char b);
 
     // Writes bytes as `escapes` says, as many as fit into `room` characters; possibly fewer, when
     // `room` has less than 3 characters for each byte, and less than kEscapeRoom would be left.
-    Progress (*escape)(const unsigned char* bytes, std::size_t n, const Escapes& escapes,
+    Transfer (*escape)(const unsigned char* bytes, std::size_t n, const EscapeRules& escapes,
                        char* text, std::size_t room);
 
     // Reads at most `n` characters as `unescapes` says, as many as fit into `room` bytes, up to
     // where the coder stops, or to a "=" at the end. One that begins no escape is a character.
-    Progress (*unescape)(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
-                         std::size_t room);
+    Transfer (*unescape)(const char* text, std::size_t n, const UnescapeRules& unescapes,
+                         char* bytes, std::size_t room);
 
     // Writes 8 digits of Base32 for each of `groups` times 5 bytes.
     void (*encodeBase32)(const unsigned char* bytes, std::size_t groups, char* text);

@@ -1,12 +1,12 @@
 #include <cstring>
 
-#include "codec/kernels/Scalar.h"
+#include "codec/kernels/scalar/Scalar.h"
 
 #ifdef CONTENTCODING_AVX2
-#include "codec/kernels/Avx2.h"
+#include "codec/kernels/avx2/Avx2.h"
 #endif
 #ifdef CONTENTCODING_NEON
-#include "codec/kernels/Neon.h"
+#include "codec/kernels/neon/Neon.h"
 #endif
 
 namespace contentcoding {

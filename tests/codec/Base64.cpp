@@ -223,15 +223,17 @@ TEST(Base64, JunkAnywhereIsSkipped) {
     }
 }
 
-TEST(Base64, NothingBehindAnEndMarkIsRead) {
+TEST(Base64, NothingNeedFollowAnEndMark) {
+    const GuardedPage page;
     for (const auto& [marked, size] :
          {std::pair{"QQ="sv, 1u}, {"\0"sv, 0u}, {"QUJD\0"sv, 3u}, {"QUJDQ="sv, 3u}}) {
-        const ExactCopy text(marked);  // far shorter than the length that is told
+        // The length given goes far into a page that cannot be read.
+        auto* const text = reinterpret_cast<char*>(page.atEnd(marked.size()));
+        marked.copy(text, marked.size());
         unsigned int n = 0;
-        const std::unique_ptr<unsigned char[]> bytes(
-            ContentCoding::decodeBase64(text.get(), 1000, &n));
+        const std::unique_ptr<unsigned char[]> bytes(ContentCoding::decodeBase64(text, 1000, &n));
         EXPECT_EQ(n, size);
-        EXPECT_TRUE(ContentCoding().validateBase64(text.get(), 1000));
+        EXPECT_TRUE(ContentCoding().validateBase64(text, 1000));
     }
 }
 

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "codec/kernels/Avx2.h"
-#include "codec/kernels/ClassAvx2.h"
-#include "codec/kernels/Scalar.h"
+#include "codec/kernels/avx2/Avx2.h"
+#include "codec/kernels/avx2/Ops.h"
+#include "codec/kernels/scalar/Scalar.h"
 
 // Five bytes are eight digits of five bits:  aaaaabbb bbcccccd ddddeeee efffffgg ggghhhhh
 

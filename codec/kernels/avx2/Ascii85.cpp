@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "codec/kernels/Avx2.h"
-#include "codec/kernels/Scalar.h"
+#include "codec/kernels/avx2/Avx2.h"
+#include "codec/kernels/scalar/Scalar.h"
 
 // Ascii85 and EDA: division by a constant is multiplication by its reciprocal, rounded up, which is
 // exact as long as the error of that, times the dividend, stays below the power of two divided by.

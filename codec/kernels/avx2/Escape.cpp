@@ -1,8 +1,8 @@
 #include <cstring>
 
-#include "codec/kernels/Avx2.h"
-#include "codec/kernels/ClassAvx2.h"
-#include "codec/kernels/Scalar.h"
+#include "codec/kernels/avx2/Avx2.h"
+#include "codec/kernels/avx2/Ops.h"
+#include "codec/kernels/scalar/Scalar.h"
 
 namespace contentcoding::avx2 {
 namespace {
@@ -27,13 +27,13 @@ struct Expansion {
 };
 
 struct Expansions {
-    Expansion of[16];
+    Expansion entry[16];
 };
 
 constexpr Expansions kExpansions = [] {
     Expansions expansions{};
     for (unsigned int escaped = 0; escaped < 16; ++escaped) {
-        Expansion& expansion = expansions.of[escaped];
+        Expansion& expansion = expansions.entry[escaped];
         for (char& place : expansion.order)
             place = kNone;
         unsigned char n = 0;
@@ -67,7 +67,7 @@ char* expand(__m128i bytes, __m128i kept, unsigned int escaped, char* text) {
     const __m128i fours[] = {_mm_unpacklo_epi64(front, back), _mm_unpackhi_epi64(front, back),
                              _mm_unpacklo_epi64(front2, back2), _mm_unpackhi_epi64(front2, back2)};
     for (unsigned int i = 0; i < 4; ++i) {
-        const Expansion& expansion = kExpansions.of[escaped >> (4 * i) & 15];
+        const Expansion& expansion = kExpansions.entry[escaped >> (4 * i) & 15];
         const __m128i order = _mm_loadu_si128(reinterpret_cast<const __m128i*>(expansion.order));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(text), _mm_shuffle_epi8(fours[i], order));
         text += expansion.length;
@@ -93,7 +93,7 @@ std::uint32_t withoutLineEnds(std::uint32_t found, const unsigned char* p, __m25
 
 // How the bytes of eight whose bit is set come together.
 struct Compactions {
-    char of[256][8];
+    char entry[256][8];
 };
 
 constexpr Compactions kCompactions = [] {
@@ -101,9 +101,9 @@ constexpr Compactions kCompactions = [] {
     for (unsigned int kept = 0; kept < 256; ++kept) {
         unsigned int n = 0;
         for (char i = 0; i < 8; ++i)
-            if (kept >> i & 1) orders.of[kept][n++] = i;
+            if (kept >> i & 1) orders.entry[kept][n++] = i;
         for (; n < 8; ++n)
-            orders.of[kept][n] = kNone;
+            orders.entry[kept][n] = kNone;
     }
     return orders;
 }();
@@ -112,7 +112,7 @@ constexpr Compactions kCompactions = [] {
 char* compact(__m128i bytes, unsigned int kept, char* to) {
     const unsigned int first = kept & 0xFF, second = kept >> 8;
     const auto order = [](unsigned int eight) {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kCompactions.of[eight]));
+        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kCompactions.entry[eight]));
     };
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_shuffle_epi8(bytes, order(first)));
     to += __builtin_popcount(first);
@@ -138,11 +138,11 @@ __m256i whiteSpace(__m256i bytes) {
 }
 
 template <bool kLines>
-Progress escapeBlocks(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
-                      std::size_t room) {
+Transfer escapeBlocks(const unsigned char* bytes, std::size_t n, const EscapeRules& escapes,
+                      char* text, std::size_t room) {
     constexpr std::size_t kAhead = kLines ? 2 : 0;
     const ClassTables kept = tablesOf(escapes.kept);
-    Progress done{0, 0};
+    Transfer done{0, 0};
     bool inLineEnd = false;  // the last byte was the CR of a CR LF
     while (n - done.read >= kBlock + kAhead && room - done.written >= kEscapeRoom) {
         const unsigned char* const p = bytes + done.read;
@@ -181,13 +181,13 @@ constexpr ByteClass kDigitsOfSevenBits =
     byteClass([](unsigned char b) { return isDigit(b & 0x7Fu); });
 
 template <bool kLines>
-Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
-                        std::size_t room, bool& stopped) {
+Transfer unescapeBlocks(const char* text, std::size_t n, const UnescapeRules& unescapes,
+                        char* bytes, std::size_t room, bool& stopped) {
     constexpr std::size_t kAhead = 3;  // digits of the last escape, and what follows it
     const ClassTables kept = tablesOf(unescapes.kept),
-                      digits = tablesOf(unescapes.digitBits == 0xFF ? kDigits : kDigitsOfSevenBits);
-    const __m256i escapeBits = all(unescapes.escapeBits), digitBits = all(unescapes.digitBits);
-    Progress done{0, 0};
+                      digits = tablesOf(unescapes.digitMask == 0xFF ? kDigits : kDigitsOfSevenBits);
+    const __m256i signMask = all(unescapes.signMask), digitMask = all(unescapes.digitMask);
+    Transfer done{0, 0};
     std::uint32_t dropped = 0;  // in the block, for what stands before it
     bool inLineEnd = false;     // the last character was the CR of a CR LF
     while (n - done.read >= kBlock + kAhead && room - done.written >= kBlock) {
@@ -195,7 +195,7 @@ Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unesca
         char* const to = bytes + done.written;
         __m256i block = load(p);
         const __m256i next = load(p + 1);
-        const __m256i isSign = equal(_mm256_and_si256(block, escapeBits), '=');
+        const __m256i isSign = equal(_mm256_and_si256(block, signMask), '=');
         const std::uint32_t sign = bits(isSign);
         std::uint32_t stop = 0, none = 0, soft = 0;
         if constexpr (kLines) {
@@ -239,11 +239,11 @@ Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unesca
         const __m256i isEscape = _mm256_andnot_si256(
             _mm256_or_si256(outside(next, digits), outside(second, digits)), isSign);
         const __m256i values =
-            _mm256_or_si256(_mm256_slli_epi16(valuesOf(_mm256_and_si256(next, digitBits)), 4),
-                            valuesOf(_mm256_and_si256(second, digitBits)));
+            _mm256_or_si256(_mm256_slli_epi16(valuesOf(_mm256_and_si256(next, digitMask)), 4),
+                            valuesOf(_mm256_and_si256(second, digitMask)));
         const std::uint32_t escape = bits(isEscape);
         if (unescapes.stopsAtZero) stop |= escape & bits(equal(values, 0));
-        if (unescapes.stopsAtFff)
+        if (unescapes.stopsAtEscapedFf)
             stop |= escape &
                     bits(_mm256_and_si256(equal(values, 0xFF),
                                           equal(_mm256_and_si256(load(p + 3), all(0x7F)), 'F')));
@@ -279,13 +279,13 @@ Progress unescapeBlocks(const char* text, std::size_t n, const Unescapes& unesca
 // What is left of the input, less than a block and what is looked at behind it; in front of pads.
 template <class Byte>
 struct Padded {
-    Byte of[4 * kBlock];
+    Byte bytes[4 * kBlock];
 
-    Padded(const Byte* bytes, std::size_t n, unsigned short pads) {
+    Padded(const Byte* from, std::size_t n, unsigned short pads) {
         const __m256i padded = _mm256_set1_epi16(static_cast<short>(pads));
-        std::memcpy(of, bytes, n);
-        store(padded, of + n);
-        store(padded, of + n + kBlock);
+        std::memcpy(bytes, from, n);
+        store(padded, bytes + n);
+        store(padded, bytes + n + kBlock);
     }
 
     // The size with which a block is looked at if it begins with one of the `n` bytes.
@@ -295,16 +295,16 @@ struct Padded {
 };
 
 template <bool kLines>
-Progress escapeAll(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
-                   std::size_t room) {
+Transfer escapeAll(const unsigned char* bytes, std::size_t n, const EscapeRules& escapes,
+                   char* text, std::size_t room) {
     constexpr std::size_t kAhead = kLines ? 2 : 0;
-    Progress done = escapeBlocks<kLines>(bytes, n, escapes, text, room);
+    Transfer done = escapeBlocks<kLines>(bytes, n, escapes, text, room);
     const std::size_t left = n - done.read;
     if (left == 0 || left >= kBlock + kAhead || room - done.written < kEscapeRoom) return done;
     // Before a line end as at the end of the text, blanks are escaped.
     constexpr unsigned short kPad = kLines ? 0x0A0D : 0x4141;
     const Padded<unsigned char> last(bytes + done.read, left, kPad);
-    const Progress more = escapeBlocks<kLines>(last.of, last.size(left, kAhead), escapes,
+    const Transfer more = escapeBlocks<kLines>(last.bytes, last.size(left, kAhead), escapes,
                                                text + done.written, room - done.written);
     const bool single = kLines || escapes.kept['A'] || escapes.replaced == 'A';
     if (more.read < left) return done;  // there was no room
@@ -313,18 +313,18 @@ Progress escapeAll(const unsigned char* bytes, std::size_t n, const Escapes& esc
 }
 
 template <bool kLines>
-Progress unescapeAll(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
+Transfer unescapeAll(const char* text, std::size_t n, const UnescapeRules& unescapes, char* bytes,
                      std::size_t room) {
     constexpr std::size_t kAhead = 3;
     bool stopped = false;
-    Progress done = unescapeBlocks<kLines>(text, n, unescapes, bytes, room, stopped);
+    Transfer done = unescapeBlocks<kLines>(text, n, unescapes, bytes, room, stopped);
     std::size_t left = n - done.read;
     if (stopped || left == 0 || left >= kBlock + kAhead || room - done.written < left) return done;
     // At a "=" the coder stops, and at white space before white space.
-    if (!kLines && (text[n - 1] & unescapes.escapeBits) == '=' && --left == 0) return done;
+    if (!kLines && (text[n - 1] & unescapes.signMask) == '=' && --left == 0) return done;
     const Padded<char> last(text + done.read, left, 0x2020);
-    const Progress more = unescapeBlocks<kLines>(last.of, last.size(left, kAhead), unescapes,
-                                                 bytes + done.written, sizeof last.of, stopped);
+    const Transfer more = unescapeBlocks<kLines>(last.bytes, last.size(left, kAhead), unescapes,
+                                                 bytes + done.written, sizeof last.bytes, stopped);
     const std::size_t pads = more.read > left ? more.read - left : 0;
     const bool kept = unescapes.kept[' '] || unescapes.replaced == ' ';
     return {done.read + more.read - pads, done.written + more.written - (kept ? pads : 0)};
@@ -334,23 +334,23 @@ Progress unescapeAll(const char* text, std::size_t n, const Unescapes& unescapes
 
 // What a block becomes is known without a branch for each byte, so that any mixture takes the same
 // time.
-Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
+Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& escapes, char* text,
                 std::size_t room) {
-    const Progress done = escapes.lines ? escapeAll<true>(bytes, n, escapes, text, room)
-                                        : escapeAll<false>(bytes, n, escapes, text, room);
+    const Transfer done = escapes.crlfAware ? escapeAll<true>(bytes, n, escapes, text, room)
+                                            : escapeAll<false>(bytes, n, escapes, text, room);
     if (room - done.written < kEscapeRoom && room < n * 3) return done;
-    const Progress rest = scalar::escape(bytes + done.read, n - done.read, escapes,
+    const Transfer rest = scalar::escape(bytes + done.read, n - done.read, escapes,
                                          text + done.written, room - done.written);
     return {done.read + rest.read, done.written + rest.written};
 }
 
 // Each place of a block is decoded as if an escape stood there, and what is none, or belongs to
 // one, is left out.
-Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
+Transfer unescape(const char* text, std::size_t n, const UnescapeRules& unescapes, char* bytes,
                   std::size_t room) {
-    const Progress done = unescapes.lines ? unescapeAll<true>(text, n, unescapes, bytes, room)
-                                          : unescapeAll<false>(text, n, unescapes, bytes, room);
-    const Progress rest = scalar::unescape(text + done.read, n - done.read, unescapes,
+    const Transfer done = unescapes.crlfAware ? unescapeAll<true>(text, n, unescapes, bytes, room)
+                                              : unescapeAll<false>(text, n, unescapes, bytes, room);
+    const Transfer rest = scalar::unescape(text + done.read, n - done.read, unescapes,
                                            bytes + done.written, room - done.written);
     return {done.read + rest.read, done.written + rest.written};
 }

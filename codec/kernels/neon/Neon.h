@@ -9,7 +9,7 @@ namespace contentcoding::neon {
 
 void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Format& format,
                   char* text);
-Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
+Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes);
 std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
 

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "codec/kernels/Neon.h"
-#include "codec/kernels/Scalar.h"
+#include "codec/kernels/neon/Neon.h"
+#include "codec/kernels/scalar/Scalar.h"
 
 namespace contentcoding::neon {
 namespace {
@@ -78,12 +78,12 @@ void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Fo
 }
 
 // A character from 0x80 up may be a digit for a caller's table, which is left to the portable one.
-Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
+Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes) {
     if (values.alphabet == Base64Values::kOther)
         return scalar::decodeBase64(text, n, values, bytes);
-    const uint8x16x4_t low = table64(values.of), high = table64(values.of + 64);
-    Progress done{0, 0};
+    const uint8x16x4_t low = table64(values.entry), high = table64(values.entry + 64);
+    Transfer done{0, 0};
     while (n - done.read >= kBlockChars) {
         if (decodeBlock(text + done.read, low, high, bytes + done.written)) {
             done.read += kBlockChars;
@@ -91,16 +91,16 @@ Progress decodeBase64(const char* text, std::size_t n, const Base64Values& value
             continue;
         }
         // Up to the other character quantum by quantum, past it, and on to the next block.
-        const Progress some =
+        const Transfer some =
             scalar::decodeBase64(text + done.read, kBlockChars, values, bytes + done.written);
-        const Progress one =
+        const Transfer one =
             scalar::decodeQuantum(text + done.read + some.read, n - done.read - some.read, values,
                                   bytes + done.written + some.written);
         done.read += some.read + one.read;
         done.written += some.written + one.written;
         if (one.read == 0) return done;
     }
-    const Progress rest =
+    const Transfer rest =
         scalar::decodeBase64(text + done.read, n - done.read, values, bytes + done.written);
     return {done.read + rest.read, done.written + rest.written};
 }

@@ -1,21 +1,21 @@
-#ifndef CODEC_KERNELS_AVX2_H
-#define CODEC_KERNELS_AVX2_H
+#ifndef CODEC_KERNELS_SCALAR_H
+#define CODEC_KERNELS_SCALAR_H
 
 #include "codec/kernels/Kernels.h"
 
-// Private: the kernels for AVX2.
+// Private: the portable kernels, which the others leave to what they do not do themselves.
 
-namespace contentcoding::avx2 {
+namespace contentcoding::scalar {
 
 void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Format& format,
                   char* text);
-Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
+Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes);
 std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
 std::size_t lengthUntil(const unsigned char* p, std::size_t n, unsigned char a, unsigned char b);
-Progress escape(const unsigned char* bytes, std::size_t n, const Escapes& escapes, char* text,
+Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& escapes, char* text,
                 std::size_t room);
-Progress unescape(const char* text, std::size_t n, const Unescapes& unescapes, char* bytes,
+Transfer unescape(const char* text, std::size_t n, const UnescapeRules& unescapes, char* bytes,
                   std::size_t room);
 void encodeBase32(const unsigned char* bytes, std::size_t groups, char* text);
 std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* bytes);
@@ -23,6 +23,13 @@ std::size_t encodeAscii85(const unsigned char* bytes, std::size_t groups, char* 
 std::size_t decodeAscii85(const char* text, std::size_t groups, unsigned char* bytes);
 void encodeEda(const unsigned char* bytes, std::size_t groups, char* text);
 
-}  // namespace contentcoding::avx2
+// Without lines.
+void encodeGroups(const unsigned char* bytes, std::size_t groups, const char* alphabet, char* text);
+
+// Decodes one quantum, skipping what is no digit; nothing when the text ends in it.
+Transfer decodeQuantum(const char* text, std::size_t n, const Base64Values& values,
+                       unsigned char* bytes);
+
+}  // namespace contentcoding::scalar
 
 #endif

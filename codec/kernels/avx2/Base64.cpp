@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "codec/kernels/Avx2.h"
-#include "codec/kernels/Scalar.h"
+#include "codec/kernels/avx2/Avx2.h"
+#include "codec/kernels/scalar/Scalar.h"
 
 namespace contentcoding::avx2 {
 namespace {
@@ -86,7 +86,7 @@ void encodeGroups(const unsigned char* bytes, std::size_t groups, const char* al
 
 // Sixteen bytes for a shuffle.
 struct Entries {
-    unsigned char of[16];
+    unsigned char entry[16];
 };
 
 // A bit for each high half of a character (of a digit below 8), by its low half.
@@ -94,7 +94,7 @@ constexpr Entries membersOf(const char (&lastTwo)[3]) {
     Entries members{};
     const auto add = [&members](char first, char last) {
         for (char c = first; c <= last; ++c) {
-            unsigned char& entry = members.of[c & 0x0F];
+            unsigned char& entry = members.entry[c & 0x0F];
             entry = static_cast<unsigned char>(entry | 1 << (c >> 4));
         }
     };
@@ -111,10 +111,10 @@ constexpr Entries membersOf(const char (&lastTwo)[3]) {
 constexpr Entries offsetsOf(const char (&lastTwo)[3]) {
     Entries offsets{};
     const auto set = [&offsets](char digit, int value) {
-        offsets.of[digit >> 4] = static_cast<unsigned char>(value - digit);
+        offsets.entry[digit >> 4] = static_cast<unsigned char>(value - digit);
     };
     set(lastTwo[0], 62);
-    offsets.of[8 + (lastTwo[1] >> 4)] = static_cast<unsigned char>(63 - lastTwo[1]);
+    offsets.entry[8 + (lastTwo[1] >> 4)] = static_cast<unsigned char>(63 - lastTwo[1]);
     set('0', 52);
     set('A', 0);
     set('P', 15);
@@ -133,7 +133,7 @@ struct Digits {
 
 // The last one of the alphabet has an entry of its own, 8 further on.
 Digits digitsOf(Base64Values::Alphabet alphabet) {
-    return {twice(load16(kMembers[alphabet].of)), twice(load16(kOffsets[alphabet].of)),
+    return {twice(load16(kMembers[alphabet].entry)), twice(load16(kOffsets[alphabet].entry)),
             _mm256_set1_epi8(alphabet == Base64Values::kStandard ? '/' : '_')};
 }
 
@@ -204,9 +204,9 @@ public:
 
     static constexpr std::size_t kLongestEnd = 4;
 
-    Progress decode(const char* text, std::size_t n, const Digits& digits,
+    Transfer decode(const char* text, std::size_t n, const Digits& digits,
                     unsigned char* bytes) const {
-        Progress done{0, 0};
+        Transfer done{0, 0};
         while (n - done.read >= m_size + kSpareChars) {
             const char* const line = text + done.read;
             unsigned char* const to = bytes + done.written;
@@ -269,12 +269,12 @@ void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Fo
 
 // A block is always packed whole. What is behind its first character that is no digit is written
 // again, or unspecified: the room is there, for the characters read are 32.
-Progress decodeBase64(const char* text, std::size_t n, const Base64Values& values,
+Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes) {
     if (values.alphabet == Base64Values::kOther)
         return scalar::decodeBase64(text, n, values, bytes);
     const Digits digits = digitsOf(values.alphabet);
-    Progress done{0, 0};
+    Transfer done{0, 0};
     std::size_t line = 0;  // where it starts
     while (n - done.read >= kBlockChars) {
         const char* const p = text + done.read;
@@ -302,7 +302,7 @@ Progress decodeBase64(const char* text, std::size_t n, const Base64Values& value
         done.written += whole * 3;
         if (run % 4 != 0) {
             done.read += whole * 4;
-            const Progress one = scalar::decodeQuantum(text + done.read, n - done.read, values,
+            const Transfer one = scalar::decodeQuantum(text + done.read, n - done.read, values,
                                                        bytes + done.written);
             if (one.read == 0) return done;
             done.read += one.read;
@@ -316,13 +316,13 @@ Progress decodeBase64(const char* text, std::size_t n, const Base64Values& value
         line = done.read;
         if (skipped > Lines::kLongestEnd || run + Lines::kLongestEnd > block) continue;
         if (length < kBlockChars || length % 4 != 0) continue;
-        const Progress more = Lines(length, p + run, skipped)
+        const Transfer more = Lines(length, p + run, skipped)
                                   .decode(text + line, n - line, digits, bytes + done.written);
         done.read += more.read;
         done.written += more.written;
         line = done.read;
     }
-    const Progress rest =
+    const Transfer rest =
         scalar::decodeBase64(text + done.read, n - done.read, values, bytes + done.written);
     return {done.read + rest.read, done.written + rest.written};
 }
