@@ -92,9 +92,9 @@ struct Classes {
 };
 
 constexpr Classes classesOf(const Base64Values& values) {
-    return {
-        byteClass([&](unsigned char c) { return values.entry[c] != kBase64Skipped; }),
-        byteClass([&](unsigned char c) { return values.entry[c] != kBase64Skipped || isSpace(c); })};
+    return {byteClass([&](unsigned char c) { return values.entry[c] != kBase64Skipped; }),
+            byteClass(
+                [&](unsigned char c) { return values.entry[c] != kBase64Skipped || isSpace(c); })};
 }
 
 constexpr Classes kClasses[] = {classesOf(kStandardValues), classesOf(kUrlSafeValues),

@@ -19,6 +19,8 @@ public:
         m_base = m_next = m_end = m_array;
     }
 
+    ~BufferWindow() { BufferAccess::terminate(m_out); }
+
     bool expect(std::uint64_t all) override {
         m_hasAll = all <= ByteStorage::kMaxSize && handOverDue() &&
                    BufferAccess::reserve(m_out, static_cast<unsigned int>(all));

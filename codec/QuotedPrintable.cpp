@@ -1,54 +1,30 @@
+#include "codec/QuotedPrintable.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <limits>
-#include <string_view>
 
-#include "codec/Bytes.h"
-#include "codec/ContentCoding.h"
-#include "codec/EscapedText.h"
-#include "codec/StagingWriter.h"
+#include "codec/Alphabet.h"
+#include "codec/EscapedLines.h"
+#include "codec/Streams.h"
 #include "support/Ascii.h"
 
+namespace contentcoding::quoted_printable {
 namespace {
 
-using contentcoding::byteClass;
-using contentcoding::ByteClass;
-using contentcoding::EscapedText;
-using contentcoding::EscapeRules;
-using contentcoding::kNoHexDigit;
-using contentcoding::StagingWriter;
-using contentcoding::ToBytes;
-using contentcoding::ToOutput;
-using contentcoding::ToText;
-using contentcoding::UnescapeRules;
-
-constexpr unsigned int kBlockBytes = 2000;
-constexpr unsigned int kEscapeChars = 3;
-constexpr unsigned int kShortestLine = 10;
-
-constexpr bool isBlank(unsigned char b) { return b == ' ' || b == '\t'; }
-constexpr bool isBlankOrBreak(unsigned char b) { return isBlank(b) || b == '\r' || b == '\n'; }
+constexpr std::size_t kShortestLine = 10;
+constexpr std::size_t kLongestLine = 76;
+constexpr std::string_view kCrLf = "\r\n";
 
 // ---- Encoding ----
-
-// How many of the first `n` characters are whole units: an escape is not cut.
-std::size_t wholeUnits(std::string_view text, std::size_t n) {
-    if (n >= 1 && text[n - 1] == '=') return n - 1;
-    if (n >= 2 && text[n - 2] == '=') return n - 2;
-    return n;
-}
-
-constexpr std::string_view kSoftBreak = "=\r\n";
 
 // Bytes that pass unchanged in the middle of a line; a blank does not at the end of one.
 constexpr ByteClass kKept =
     byteClass([](unsigned char b) { return isBlank(b) || (b > 32 && b < 127 && b != '='); });
-constexpr ByteClass kKeptInDkim =
-    byteClass([](unsigned char b) { return b > 32 && b < 127 && b != '=' && b != ';'; });
 
-constexpr EscapeRules kEscapes = {.kept = kKept, .crlfAware = true};
-constexpr EscapeRules kDkimEscapes = {.kept = kKeptInDkim};
+constexpr EscapeRules kLineRules = {.kept = kKept, .crlfAware = true};
+constexpr EscapeRules kBinaryRules = {.kept = kKept};
 
 // "." alone ends an SMTP message, and "From " starts one in an mbox file. The blank of that may
 // have been escaped.
@@ -57,97 +33,363 @@ bool startsMessageLine(std::string_view text) {
     return text.starts_with("From ") || text.starts_with("From=20");
 }
 
-// Whether the result of a block in the middle is looked at.
-enum class WhenRefused { kGoOn, kStop };
-
-// One pass of the loop fills at most one block. A line has room for the "=" of a soft break.
-template <class Sink>
-bool encodeBody(EscapedText& in, unsigned int lineLength, Sink sink, WhenRefused whenRefused) {
-    StagingWriter<Sink, kBlockBytes> out(sink);
-    const std::size_t fullLine = std::max(lineLength, kShortestLine) - 1;
-    std::size_t column = 0;
-    for (std::string_view text = in.next(); !text.empty(); text = in.next()) {
-        const std::size_t room = fullLine - column;
-        std::size_t n = 0;
-        if (column == 0 && startsMessageLine(text)) {
-            out.putEscape(static_cast<unsigned char>(text[0]));
-            column = kEscapeChars;
-            n = 1;
-        } else if (const std::size_t lineEnd = in.lineEnd();
-                   lineEnd <= room && lineEnd < text.size()) {
-            n = lineEnd + 2;
-            out.putReadable(text.substr(0, n));
-            column = 0;
-        } else if (text.size() > room || (text.size() == room && in.showsEnd())) {
-            n = wholeUnits(text, room);
-            out.putReadable(text.substr(0, n));
-            out.put(kSoftBreak);
-            column = 0;
-        } else {
-            n = in.showsEnd() ? text.size() : wholeUnits(text, text.size() - in.kLookAhead);
-            out.putReadable(text.substr(0, n));
-            column += n;
-        }
-        in.skip(n);
-        if (whenRefused == WhenRefused::kStop && !out.ok()) return false;
+class Rules {
+public:
+    explicit Rules(const Format& format)
+        : m_format(format), m_softSize(1 + format.lineEnd.copy(m_soft + 1, 2)) {
+        const std::size_t columns = format.columns;
+        m_fullLine = columns == 0 ? kLargestSize : std::max(columns, kShortestLine) - 1;
     }
-    return out.finish();
+
+    Transfer escape(const unsigned char* p, std::size_t n, bool isEnd, char* text, std::size_t room,
+                    unsigned char& held) const {
+        switch (m_format.newlines) {
+            case Newlines::kText:
+                return escapeText(p, n, isEnd, text, room, held);
+            case Newlines::kBinary:
+                return escapeBinary(p, n, isEnd, text, room, held);
+            default:
+                return escapeLines(p, n, isEnd, text, room, held);
+        }
+    }
+
+    // A line has room for the "=" of a soft break.
+    Cut cut(std::string_view text, std::size_t column, bool isEnd) const {
+        if (column == 0 && m_format.protectLineStarts && startsMessageLine(text))
+            return {0, Cut::End::kEscape};
+        const std::size_t room = m_fullLine - column;
+        const std::size_t lineEnd =
+            std::min(text.substr(0, saturatingAdd(room, 1)).find('\r'), text.size());
+        if (lineEnd < text.size() && lineEnd <= room) return {lineEnd, Cut::End::kHard};
+        if (text.size() > room || (text.size() == room && isEnd))
+            return {wholeUnits(text, room), Cut::End::kSoft};
+        constexpr std::size_t kAhead = EscapedLines<Rules>::kLookAhead;
+        return {isEnd ? text.size() : wholeUnits(text, text.size() - kAhead), Cut::End::kNone};
+    }
+
+    std::string_view softBreak() const { return {m_soft, m_softSize}; }
+    std::string_view hardBreak() const { return {m_soft + 1, m_softSize - 1}; }
+    std::size_t columnAfterSoftBreak() const { return 0; }
+
+private:
+    // Where the text goes on, the last byte may be a blank or a CR before a line end, and the one
+    // before it too. It was written as if the text ended: that is taken back.
+    static void holdBack(const unsigned char* p, Transfer& done, unsigned char& held) {
+        const std::size_t n = done.read;
+        if (n == 0) return;
+        const bool endsInCr = p[n - 1] == '\r';
+        if (!endsInCr && !isBlank(p[n - 1])) return;
+        const bool blankToo = endsInCr && n > 1 && isBlank(p[n - 2]);
+        held = blankToo ? 2 : 1;
+        done.read -= held;
+        done.written -= kEscapeChars + (blankToo ? 1 : 0);
+    }
+
+    static Transfer escapeLines(const unsigned char* p, std::size_t n, bool isEnd, char* text,
+                                std::size_t room, unsigned char& held) {
+        Transfer done = kernels().escape(p, n, kLineRules, text, room);
+        if (done.read == n && !isEnd) holdBack(p, done, held);
+        return done;
+    }
+
+    // Only the last byte of all is at the end of a line.
+    static Transfer escapeBinary(const unsigned char* p, std::size_t n, bool isEnd, char* text,
+                                 std::size_t room, unsigned char& held) {
+        Transfer done = kernels().escape(p, n, kBinaryRules, text, room - kEscapeChars);
+        if (done.read < n || n == 0 || !isBlank(p[n - 1])) return done;
+        --done.written;
+        if (isEnd) {
+            writeEscape(p[n - 1], text + done.written);
+            done.written += kEscapeChars;
+        } else {
+            --done.read;
+            held = 1;
+        }
+        return done;
+    }
+
+    // Line by line, so that the coder sees the end of each, whatever its form.
+    static Transfer escapeText(const unsigned char* p, std::size_t n, bool isEnd, char* text,
+                               std::size_t room, unsigned char& held) {
+        Transfer done{0, 0};
+        while (done.read < n && room - done.written > kEscapeRoom) {
+            const unsigned char* const line = p + done.read;
+            // More than fits is not looked at; a byte is one character at least.
+            const std::size_t shown = std::min(n - done.read, room - done.written);
+            const void* const lf = std::memchr(line, '\n', shown);
+            std::size_t content = shown, lineEnd = 0;
+            if (lf) {
+                content = static_cast<std::size_t>(static_cast<const unsigned char*>(lf) - line);
+                lineEnd = content > 0 && line[content - 1] == '\r' ? 2 : 1;
+                content -= lineEnd - 1;
+            }
+            const bool isLast = lf || (isEnd && shown == n - done.read);
+            const std::size_t left = room - done.written - kCrLf.size();
+            char* const to = text + done.written;
+            Transfer part = kernels().escape(line, content, kLineRules, to, left);
+            if (part.read == content && !isLast) holdBack(line, part, held);
+            done.read += part.read;
+            done.written += part.written;
+            if (part.read < content) {
+                // Held back in the middle: it is seen again, with what follows it.
+                if (done.read + held < n) held = 0;
+                break;
+            }
+            if (lf) {
+                kCrLf.copy(text + done.written, kCrLf.size());
+                done.read += lineEnd;
+                done.written += kCrLf.size();
+            }
+        }
+        return done;
+    }
+
+    const Format& m_format;
+    std::size_t m_fullLine;
+    char m_soft[3] = {'='};
+    std::size_t m_softSize;
+};
+
+}  // namespace
+
+Encoder::Encoder(const Format& format) : m_format(format) {}
+
+bool Encoder::write(Bytes piece, Window& out) {
+    const Rules rules(m_format);
+    return EscapedLines(m_state, rules).write(piece, out);
 }
 
-// A line goes on to the end of the unit that fills it, and past the CR of a CR LF behind that.
-template <class Sink>
-bool encodeDkim(EscapedText& in, unsigned int lineLength, Sink sink) {
-    StagingWriter<Sink, kBlockBytes> out(sink);
-    const std::size_t fullLine = std::max(lineLength, kShortestLine) - 1;
-    std::size_t column = 0;
-    for (std::string_view text = in.next(); !text.empty(); text = in.next()) {
-        const std::size_t room = fullLine - column;
-        const std::size_t shown = in.showsEnd() ? text.size() : text.size() - in.kLookAhead;
-        if (shown < room) {
-            const std::size_t n = wholeUnits(text, shown);
-            out.putReadable(text.substr(0, n));
-            in.skip(n);
-            column += n;
-            continue;
-        }
-        std::size_t n = room;
-        if (const std::size_t whole = wholeUnits(text, n); whole < n) n = whole + kEscapeChars;
-        if (text.substr(n).starts_with("=0D=0A")) n += kEscapeChars;
-        out.putReadable(text.substr(0, n));
-        out.put(kSoftBreak);
-        in.skip(n);
-        column = 0;
-    }
-    return out.finish();
+bool Encoder::end(Window& out) {
+    const Rules rules(m_format);
+    return EscapedLines(m_state, rules).end(out);
+}
+
+bool Encoder::feedSink(Bytes piece, detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return write(piece, out); });
+}
+
+bool Encoder::finishSink(detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+// Every byte an escape, and a soft break for each line, the shortest of which has 7 characters.
+std::size_t maxEncodedSize(std::size_t n, const Format& format) noexcept {
+    const std::size_t chars = saturatingMultiply(n, kEscapeChars);
+    const std::size_t columns = std::max(format.columns, kShortestLine);
+    const std::size_t breaks = format.columns == 0 ? 0 : chars / (columns - kEscapeChars) + 1;
+    return saturatingAdd(chars, saturatingMultiply(breaks, kEscapeChars));
+}
+
+void encodeTo(detail::Growth out, Bytes bytes, const Format& format) {
+    encodeAll(Encoder(format), bytes, saturatingAdd(bytes.size(), bytes.size() / 8), out);
+}
+
+Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
+    return encodeAllInto(Encoder(format), bytes, room);
 }
 
 // ---- Decoding ----
 
-// The decoder looks at the low seven bits of every character, but for the ends of the text and
-// of the lines. What it writes are the bytes as they are.
+namespace {
+
+// Text without line ends; escapes may be anywhere in it, the last one cut.
+constexpr UnescapeRules kContentRules = {.kept =
+                                             byteClass([](unsigned char b) { return b != '='; })};
+
+constexpr bool isSpace(char c) { return isBlank(static_cast<unsigned char>(c)) || c == '\r'; }
+
+std::size_t withoutSpace(std::string_view text, std::size_t most) {
+    std::size_t n = text.size();
+    while (n > 0 && text.size() - n < most && isSpace(text[n - 1]))
+        --n;
+    return n;
+}
+
+bool isDigit(char c) { return hexDigitValue(c) != kNoHexDigit; }
+bool isLower(char c) { return c >= 'a' && c <= 'f'; }
+
+}  // namespace
+
+Decoder::Decoder(const Accept& accept) : m_accept(accept) {}
+
+Result<void> Decoder::write(Bytes piece, Window& out) {
+    std::string_view text = piece.text();
+    while (m_pendingSize > 0 && !text.empty()) {
+        // What was pending and some more; what stays pending of that may lie in the piece.
+        char joined[sizeof m_pending + 64];
+        std::memcpy(joined, m_pending, m_pendingSize);
+        const std::size_t more = text.copy(joined + m_pendingSize, 64);
+        std::string_view rest(joined, m_pendingSize + more);
+        if (const auto done = decodeSpan(rest, false, out); !done) return done;
+        if (rest.size() <= more) {
+            text.remove_prefix(more - rest.size());
+            m_pendingSize = 0;
+        } else {
+            text.remove_prefix(more);
+            m_pendingSize = rest.copy(m_pending, sizeof m_pending);
+        }
+    }
+    if (text.empty()) return {};
+    if (const auto done = decodeSpan(text, false, out); !done) return done;
+    m_pendingSize = text.copy(m_pending, sizeof m_pending);
+    return {};
+}
+
+Result<void> Decoder::end(Window& out) {
+    std::string_view last(m_pending, m_pendingSize);
+    const auto done = decodeSpan(last, true, out);
+    *this = Decoder(m_accept);
+    return done;
+}
+
+// Decodes what can be: all, or all but white space at the end of the text, with a "=" before it, or
+// an escape that is cut. That is what `text` is afterwards.
+Result<void> Decoder::decodeSpan(std::string_view& text, bool isEnd, Window& out) {
+    while (!text.empty()) {
+        const std::size_t lf = std::min(text.find('\n'), text.size());
+        const bool hasLf = lf < text.size();
+        const std::string_view line = text.substr(0, lf);
+        std::size_t content = withoutSpace(line, kLongestSpace);
+        if (!hasLf && !isEnd) {
+            // With a longer run of white space, its start is known to be text.
+            if (content > 0 && line[content - 1] == '=')
+                --content;
+            else if (content == lf && content > 1 && line[content - 2] == '=' &&
+                     isDigit(line[content - 1]))
+                content -= 2;
+            if (const auto done = decodeContent(line.substr(0, content), out); !done) return done;
+            text.remove_prefix(content);
+            return {};
+        }
+        const bool isSoft = content > 0 && line[content - 1] == '=';
+        const std::size_t chars = content - (isSoft ? 1 : 0);
+        if (const auto done = decodeContent(line.substr(0, chars), out); !done) return done;
+        const auto ended = decodeLineEnd(line.substr(content), hasLf, isSoft, out);
+        if (!ended) return ended;
+        text.remove_prefix(lf + (hasLf ? 1 : 0));
+    }
+    return {};
+}
+
+// What stands between the last character of a line and its LF: the "=" of a soft break, and white
+// space, of which a CR right before the LF belongs to the line end.
+Result<void> Decoder::decodeLineEnd(std::string_view space, bool hasLf, bool isSoft, Window& out) {
+    if (isSoft) {
+        if (!hasLf && !m_accept.badEscapes) return Error{Fault::kBadEscape, m_offset};
+        if (m_column >= kLongestLine && !m_accept.longLines)
+            return Error{Fault::kLongLine, m_offset};
+        ++m_offset;
+    }
+    const bool hasCr = hasLf && space.ends_with('\r');
+    if (hasCr) space.remove_suffix(1);
+    for (const char c : space) {
+        if (c == '\r' && !m_accept.lineEnds) return Error{Fault::kLineEnd, m_offset};
+        if (c != '\r' && !m_accept.trailingSpace) return Error{Fault::kTrailingSpace, m_offset};
+        ++m_offset;
+    }
+    if (!hasLf) return {};
+    if (!hasCr && !m_accept.lineEnds) return Error{Fault::kLineEnd, m_offset};
+    m_offset += hasCr ? 2 : 1;
+    m_column = 0;
+    if (!isSoft && !out.put(m_accept.lineEnd)) return Error{Fault::kStopped, m_offset};
+    return {};
+}
+
+// Decodes characters of one line that are known not to be its end.
+Result<void> Decoder::decodeContent(std::string_view text, Window& out) {
+    if (const auto checked = check(text); !checked) return checked;
+    m_column += text.size();
+    while (!text.empty()) {
+        const std::span<char> room = out.room(Window::kMostAsked);
+        if (room.empty()) return Error{Fault::kStopped, m_offset};
+        const auto done = kernels().unescape(text.data(), text.size(), kContentRules, room.data(),
+                                             room.size() - kOverwrite);
+        out.wrote(done.written);
+        text.remove_prefix(done.read);
+        m_offset += done.read;
+        if (done.read > 0) continue;
+        if (!out.put(text[0])) return Error{Fault::kStopped, m_offset};  // a "=" without digits
+        text.remove_prefix(1);
+        ++m_offset;
+    }
+    return {};
+}
+
+// The first fault in characters of a line.
+Result<void> Decoder::check(std::string_view text) const {
+    const std::size_t limit = m_accept.longLines ? text.size() : kLongestLine - m_column;
+    std::size_t fine = std::min(limit, text.size());
+    Fault fault = Fault::kLongLine;
+    const auto found = [&](Fault what, std::size_t at) {
+        if (at < fine) {
+            fine = at;
+            fault = what;
+        }
+    };
+    if (!m_accept.lineEnds) found(Fault::kLineEnd, text.find('\r'));
+    if (!m_accept.badEscapes || !m_accept.lowerCase) {
+        for (std::size_t i = text.find('='); i < fine; i = text.find('=', i + 1)) {
+            const bool isEscape =
+                text.size() - i > 2 && isDigit(text[i + 1]) && isDigit(text[i + 2]);
+            if (!isEscape) {
+                if (!m_accept.badEscapes) found(Fault::kBadEscape, i);
+            } else if (!m_accept.lowerCase) {
+                for (const std::size_t at : {i + 1, i + 2})
+                    if (isLower(text[at])) found(Fault::kLowerCase, at);
+            }
+        }
+    }
+    if (fine == text.size()) return {};
+    return Error{fault, m_offset + fine};
+}
+
+Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return write(piece, out); });
+}
+
+Result<void> Decoder::finishSink(detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+std::size_t maxDecodedSize(std::size_t n, const Accept& accept) noexcept {
+    return saturatingMultiply(n, std::max<std::size_t>(accept.lineEnd.size(), 1));
+}
+
+Result<void> decodeTo(detail::Growth out, Bytes text, const Accept& accept) {
+    return decodeAll(Decoder(accept), text, text.size(), out);
+}
+
+Result<std::size_t> decodeInto(Room room, Bytes text, const Accept& accept) {
+    return decodeAllInto(Decoder(accept), text, room);
+}
+
+// ---- Decoding as the class does ----
+
+namespace {
+
 constexpr unsigned char lowBits(char c) { return static_cast<unsigned char>(c) & 0x7F; }
 
 // The value of the hexadecimal digit at `i`, or kNoHexDigit: also past the end.
 unsigned char digitAt(std::string_view text, std::size_t i) {
-    return i < text.size() ? contentcoding::kHexDigitValue[lowBits(text[i])] : kNoHexDigit;
+    return i < text.size() ? kHexDigitValue[lowBits(text[i])] : kNoHexDigit;
 }
 
 constexpr ByteClass kNotEscaped = byteClass([](unsigned char b) { return (b & 0x7F) != '='; });
 
 // Escapes of 0 and of 255 may be more than that.
-constexpr UnescapeRules bodyUnescapes(bool lines, bool unicodeEscapes) {
+constexpr UnescapeRules legacyRules(bool crlfAware, bool unicodeEscapes) {
     return {.kept = kNotEscaped,
             .signMask = 0x7F,
             .digitMask = 0x7F,
-            .crlfAware = lines,
+            .crlfAware = crlfAware,
             .stopsAtEscapedFf = true,
             .stopsAtZero = unicodeEscapes};
 }
 
 // For whole lines, and for the contents of one; each without and with escapes of characters.
-constexpr UnescapeRules kLineUnescapes[] = {bodyUnescapes(true, false), bodyUnescapes(true, true)};
-constexpr UnescapeRules kContentUnescapes[] = {bodyUnescapes(false, false),
-                                               bodyUnescapes(false, true)};
+constexpr UnescapeRules kLegacyLineRules[] = {legacyRules(true, false), legacyRules(true, true)};
+constexpr UnescapeRules kLegacyContentRules[] = {legacyRules(false, false),
+                                                 legacyRules(false, true)};
 
 // How much of a line's content is decoded: without the white space at its end. A whole line of
 // nothing else loses its line ends only.
@@ -158,63 +400,76 @@ std::size_t trimmedSize(std::string_view content, bool isWholeLine) {
             --n;
         return n;
     };
-    const std::size_t n = trimmed(isBlankOrBreak);
+    const std::size_t n = trimmed(isWhiteSpace);
     if (n > 0 || !isWholeLine) return n;
     return trimmed([](unsigned char b) { return b == '\r' || b == '\n'; });
 }
 
-class BodyDecoder {
+class LegacyDecoder {
 public:
-    BodyDecoder(DataBuffer& out, bool unicodeEscapes)
-        : m_out(ToBytes{out}), m_unicodeEscapes(unicodeEscapes) {}
+    LegacyDecoder(Window& out, bool unicodeEscapes)
+        : m_out(out), m_unicodeEscapes(unicodeEscapes) {}
 
     bool decode(std::string_view text);
 
 private:
+    // What the kernel reads and writes of the text, and whether it had room for it.
+    struct Part {
+        std::size_t read;
+        bool wasFull;
+    };
+    Part unescape(std::string_view text, const UnescapeRules (&rules)[2]);
     std::size_t decodeLine(std::string_view text, bool isWhole);
     bool decodeContent(std::string_view text, std::size_t n);
     std::size_t decodeEscape(std::string_view text, std::size_t n);
     bool putReference(std::string_view digits);
+    void put(std::string_view text) { m_ok = m_out.put(text) && m_ok; }
 
-    StagingWriter<ToBytes, kBlockBytes> m_out;
+    Window& m_out;
     bool m_unicodeEscapes;
+    bool m_ok = true;
 };
 
 // Most lines end in what a decoder need not look at; what is left of others goes the long way.
-bool BodyDecoder::decode(std::string_view text) {
-    const auto unescape = contentcoding::kernels().unescape;
-    for (std::string_view rest = text; !rest.empty();) {
-        const std::size_t room = m_out.room();
-        const auto done = unescape(rest.data(), rest.size(), kLineUnescapes[m_unicodeEscapes],
-                                   m_out.next(), room);
-        m_out.advance(done.written);
-        rest.remove_prefix(done.read);
-        if (done.written == room || rest.empty()) continue;
+bool LegacyDecoder::decode(std::string_view text) {
+    for (std::string_view rest = text; !rest.empty() && m_ok;) {
+        const Part part = unescape(rest, kLegacyLineRules);
+        rest.remove_prefix(part.read);
+        if (part.wasFull || rest.empty()) continue;
         const bool isWhole = rest.size() == text.size() || rest.data()[-1] == '\n';
         rest.remove_prefix(decodeLine(rest, isWhole));
     }
-    return m_out.finish();
+    return m_ok;
+}
+
+LegacyDecoder::Part LegacyDecoder::unescape(std::string_view text,
+                                            const UnescapeRules (&rules)[2]) {
+    const std::span<char> room = m_out.room(Window::kMostAsked);
+    m_ok = m_ok && !room.empty();
+    if (!m_ok) return {text.size(), true};
+    const std::size_t most = room.size() - kOverwrite;
+    const auto done =
+        kernels().unescape(text.data(), text.size(), rules[m_unicodeEscapes], room.data(), most);
+    m_out.wrote(done.written);
+    return {done.read, done.written == most};
 }
 
 // Decodes what is left of a line; returns how much of the text that was.
-std::size_t BodyDecoder::decodeLine(std::string_view text, bool isWhole) {
+std::size_t LegacyDecoder::decodeLine(std::string_view text, bool isWhole) {
     const std::size_t content = std::min(text.find('\n'), text.size());
     const bool hard = decodeContent(text, trimmedSize(text.substr(0, content), isWhole));
     if (content == text.size()) return content;
-    if (hard) m_out.put("\r\n");
+    if (hard) put(kCrLf);
     return content + 1;
 }
 
 // Decodes the first `n` characters of `text`, the content of a line; escapes may look further.
 // False when a soft line break ends it.
-bool BodyDecoder::decodeContent(std::string_view text, std::size_t n) {
+bool LegacyDecoder::decodeContent(std::string_view text, std::size_t n) {
     for (std::size_t i = 0; i < n;) {
-        const auto done = contentcoding::kernels().unescape(text.data() + i, n - i,
-                                                            kContentUnescapes[m_unicodeEscapes],
-                                                            m_out.next(), m_out.room());
-        m_out.advance(done.written);
-        i += done.read;
-        if (done.read > 0) continue;
+        const std::size_t read = unescape(text.substr(i, n - i), kLegacyContentRules).read;
+        i += read;
+        if (read > 0) continue;
         if (i == n - 1) return false;
         i += decodeEscape(text.substr(i), n - i);
     }
@@ -223,8 +478,12 @@ bool BodyDecoder::decodeContent(std::string_view text, std::size_t n) {
 
 // Decodes an escape that may be more than that, of which `n` characters belong to the line's
 // content; returns how many it took.
-std::size_t BodyDecoder::decodeEscape(std::string_view text, std::size_t n) {
+std::size_t LegacyDecoder::decodeEscape(std::string_view text, std::size_t n) {
     const auto byte = static_cast<unsigned char>(digitAt(text, 1) << 4 | digitAt(text, 2));
+    const auto putByte = [this](unsigned int b) {
+        const char c = static_cast<char>(b);
+        put({&c, 1});
+    };
     const auto isF = [](char c) { return lowBits(c) == 'F'; };
     if (byte == 0xFF && n > 6 && std::all_of(text.begin() + 3, text.begin() + 7, isF)) {
         // "=FFFFFF" and the digits of one byte, wherever they stand.
@@ -232,94 +491,35 @@ std::size_t BodyDecoder::decodeEscape(std::string_view text, std::size_t n) {
             const unsigned char value = digitAt(text, i);
             return value == kNoHexDigit ? 0u : value;
         };
-        m_out.put(static_cast<char>(valueAt(7) << 4 | valueAt(8)));
+        putByte(valueAt(7) << 4 | valueAt(8));
         return 9;
     }
     if (byte == 0 && m_unicodeEscapes && n > 7 && lowBits(text[7]) == ';' &&
         putReference(text.substr(3, 4)))
         return 8;
-    m_out.put(static_cast<char>(byte));
+    putByte(byte);
     return kEscapeChars;
 }
 
-// "&#" number ";" for hexadecimal digits, here whole bytes; false when they are none.
-bool BodyDecoder::putReference(std::string_view digits) {
+// "&#" number ";" for hexadecimal digits, here whole bytes; false when they are not digits.
+bool LegacyDecoder::putReference(std::string_view digits) {
     unsigned int number = 0;
     for (const char c : digits) {
-        const unsigned char value = contentcoding::hexDigitValue(c);
+        const unsigned char value = hexDigitValue(c);
         if (value == kNoHexDigit) return false;
         number = number << 4 | value;
     }
-    char decimal[std::numeric_limits<unsigned short>::digits10 + 1];
-    const char* const end = std::to_chars(decimal, std::end(decimal), number).ptr;
-    m_out.put("&#");
-    m_out.put({decimal, static_cast<std::size_t>(end - decimal)});
-    m_out.put(';');
+    char reference[2 + std::numeric_limits<unsigned short>::digits10 + 1 + 1] = {'&', '#'};
+    char* const end = std::to_chars(reference + 2, std::end(reference) - 1, number).ptr;
+    *end = ';';
+    put({reference, static_cast<std::size_t>(end + 1 - reference)});
     return true;
 }
 
-// White space means nothing.
-constexpr UnescapeRules kDkimUnescapes = {
-    .kept = byteClass([](unsigned char b) { return b != '=' && !isBlankOrBreak(b); }),
-    .digitMask = 0x7F};
-
 }  // namespace
 
-bool ContentCoding::encodeQuotedPrintable(const void* data, unsigned int len,
-                                          StringBuffer& out) const {
-    if (!data || len == 0) return true;
-    if (!out.expectNumBytes(len)) return false;
-    EscapedText in(data, len, kEscapes);
-    return encodeBody(in, m_lineLength, ToText{out}, WhenRefused::kGoOn);
+bool decodeLegacy(std::string_view text, bool unicodeEscapes, Window& out) {
+    return LegacyDecoder(out, unicodeEscapes).decode(text);
 }
 
-char* ContentCoding::encodeQuotedPrintable(const void* data, unsigned int len,
-                                           unsigned int* outLen) const {
-    if (!outLen) return nullptr;
-    *outLen = 0;
-    if (!data || len == 0) return nullptr;
-    StringBuffer text;
-    if (!text.expectNumBytes(len)) return nullptr;
-    EscapedText in(data, len, kEscapes);
-    // What could be held is returned, as the interface has it.
-    (void)encodeBody(in, m_lineLength, ToText{text}, WhenRefused::kGoOn);
-    return text.extractString(outLen);
-}
-
-bool ContentCoding::encodeQpToOutput(const void* data, unsigned int len, _zqOutput& out,
-                                     _zqIoParams& ioParams, LogBase& log) const {
-    if (!data || len == 0) return true;
-    EscapedText in(data, len, kEscapes);
-    return encodeBody(in, m_lineLength, ToOutput{out, ioParams, log}, WhenRefused::kStop);
-}
-
-bool ContentCoding::decodeQuotedPrintable(const char* text, unsigned int len,
-                                          DataBuffer& out) const {
-    if (!text || len == 0) return false;
-    const void* const nul = std::memchr(text, '\0', len);
-    if (nul) len = static_cast<unsigned int>(static_cast<const char*>(nul) - text);
-    return len > 0 && BodyDecoder(out, m_qpDecodeUnicodeEscapes).decode({text, len});
-}
-
-bool ContentCoding::encodeDkimQuotedPrintable(const void* data, unsigned int len,
-                                              StringBuffer& out) const {
-    if (!data || len == 0) return true;
-    if (!out.expectNumBytes(len)) return false;
-    EscapedText in(data, len, kDkimEscapes);
-    return encodeDkim(in, m_lineLength, ToText{out});
-}
-
-bool ContentCoding::decodeDkimQuotedPrintable(const char* text, unsigned int len, DataBuffer& out) {
-    if (!text || len == 0) return true;
-    StagingWriter<ToBytes, kBlockBytes> bytes(ToBytes{out});
-    for (std::size_t i = 0; i < len && bytes.ok();) {
-        const auto done = contentcoding::kernels().unescape(text + i, len - i, kDkimUnescapes,
-                                                            bytes.next(), bytes.room());
-        bytes.advance(done.written);
-        i += done.read;
-        if (done.read > 0) continue;
-        bytes.put('=');  // no escape
-        ++i;
-    }
-    return bytes.ok() && bytes.finish();
-}
+}  // namespace contentcoding::quoted_printable

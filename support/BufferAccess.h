@@ -39,22 +39,22 @@ public:
     }
 
     // Says that `n` bytes are held: fewer than before, or more that were written where end() was.
+    // What follows them stays as it is: terminate() is due before anyone else sees the buffer.
     template <class Buffer>
     static void setSize(Buffer& buffer, unsigned int n) {
         assert(n <= buffer.m_storage.capacity());
         buffer.m_storage.truncate(n);
-        terminate(buffer);
     }
+
+    // Puts the NUL behind the text.
+    static void terminate(StringBuffer& buffer) { buffer.terminated(); }
+    static void terminate(DataBuffer&) {}
 
     // Whether one of the `n` bytes at `p` lies in the buffer's memory.
     template <class Buffer>
     static bool overlaps(const Buffer& buffer, const void* p, std::size_t n) {
         return buffer.m_storage.overlaps(p, n);
     }
-
-private:
-    static void terminate(StringBuffer& buffer) { buffer.terminated(); }
-    static void terminate(DataBuffer&) {}
 };
 
 }  // namespace contentcoding
