@@ -4,23 +4,26 @@
 #include <string_view>
 
 #include "codec/Base64.h"
+#include "codec/BufferWindow.h"
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
-#include "codec/EscapedText.h"
-#include "codec/StagingWriter.h"
+#include "codec/HeaderWords.h"
 #include "support/Ascii.h"
 #include "support/Charset.h"
 
+// The methods of the class for MIME headers: adaptors over the words, the charsets and the log.
+
 namespace {
 
+namespace words = contentcoding::header_words;
+
+using contentcoding::Blocks;
+using contentcoding::BufferAccess;
+using contentcoding::BufferWindow;
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
-using contentcoding::EscapedText;
-using contentcoding::EscapeRules;
 using contentcoding::runLength;
-using contentcoding::StagingWriter;
-using contentcoding::ToText;
-using contentcoding::UnescapeRules;
+using contentcoding::SpanWindow;
 
 constexpr unsigned int kBlockBytes = 2000;
 
@@ -31,10 +34,6 @@ constexpr int kFirstIso2022 = 50220;
 constexpr int kLastIso2022 = 50225;
 
 constexpr char kFoldingBreak[] = "\r\n ";
-
-constexpr bool isBlank(char c) { return c == ' ' || c == '\t'; }
-
-bool allBlank(std::string_view text) { return std::all_of(text.begin(), text.end(), isBlank); }
 
 std::string_view viewOf(const void* data, unsigned int n) {
     return {static_cast<const char*>(data), n};
@@ -48,29 +47,21 @@ unsigned int size32(std::string_view text) { return static_cast<unsigned int>(te
 
 // ---- Raw encoding ----
 
-constexpr ByteClass kKeptInQ = byteClass(
-    [](unsigned char b) { return b > 32 && b < 127 && b != '=' && b != '?' && b != '_'; });
-constexpr ByteClass kKeptInQWithoutComma =
-    byteClass([](unsigned char b) { return kKeptInQ[b] && b != ',' && b != ':'; });
-
-constexpr EscapeRules kQEscapes = {.kept = kKeptInQ, .replaced = ' ', .replacement = '_'};
-constexpr EscapeRules kQEscapesWithComma = {
-    .kept = kKeptInQWithoutComma, .replaced = ' ', .replacement = '_'};
-
-char* encodeQ(const void* data, unsigned int n, const EscapeRules& escapes, unsigned int* outLen) {
+char* newQ(const void* data, unsigned int n, bool keepsComma, unsigned int* outLen) {
     if (!outLen) return nullptr;
     *outLen = 0;
     if (!data || n == 0) return nullptr;
     StringBuffer text;
-    StagingWriter<ToText, kBlockBytes> out(ToText{text});
-    EscapedText in(data, n, escapes);
-    for (std::string_view part = in.next(); !part.empty(); part = in.next()) {
-        out.put(part);
-        in.skip(part.size());
+    {
+        BufferWindow<StringBuffer, kBlockBytes> window(text, Blocks::of(kBlockBytes).goingOn());
+        // What could be held is returned, as the interface has it.
+        (void)(words::encodeQ({data, n}, keepsComma, window) && window.finish());
     }
-    (void)out.finish();  // what could be held is returned, as the interface has it
     return text.extractString(outLen);
 }
+
+// B_Encode takes no more.
+constexpr unsigned int kLongestB = std::numeric_limits<unsigned int>::max() / 5;
 
 // ---- Encoded words ----
 
@@ -88,13 +79,24 @@ constexpr std::string_view kBCharsets[] = {
     "iso-8859-9",  "windows-1254", "iso-8859-6",  "windows-1256", "cp-1256",
 };
 
-void appendWord(const char* charset, const char* marker, char* text, StringBuffer& out) {
-    ByteArrayOwner owner;
-    owner.m_ownedArray = text;
+// Appends a word in its frame. `encode(window)` writes its text, `most` characters at most; a text
+// for which there is no room is left out.
+template <class Encode>
+void appendWord(const char* charset, const char* marker, std::uint64_t most, StringBuffer& out,
+                Encode encode) {
+    constexpr std::uint64_t kFrame = 2 + 3 + 2;
+    const std::uint64_t all = most + kFrame + zqStrLen(charset);
+    // Without room for all, the parts below do what they can.
+    if (all <= contentcoding::ByteStorage::kMaxSize)
+        (void)BufferAccess::reserve(out, static_cast<unsigned int>(all));
     out.append("=?");
     out.append(charset);
     out.append(marker);
-    out.append(text);
+    const unsigned int before = out.getSize();
+    {
+        BufferWindow<StringBuffer, kBlockBytes> window(out, Blocks::of(kBlockBytes));
+        if (!encode(window) || !window.finish()) BufferAccess::setSize(out, before);
+    }
     out.append("?=");
 }
 
@@ -102,15 +104,23 @@ void appendWord(const char* charset, const char* marker, char* text, StringBuffe
 
 constexpr unsigned int kLongestPlain = 900;
 constexpr unsigned int kLongestWord = 60;
-constexpr unsigned int kBPieceBytes = 72 * 4;  // characters of UTF-32
-constexpr unsigned int kQPieceBytes = 50 * 2;  // units of UTF-16
 
-struct Charset {
+// What a piece of a folded value holds, and the form of fixed width in which it is cut.
+struct Pieces {
+    int widePage;
+    unsigned int wideBytes;
+    unsigned int units;
+    words::Units unit;
+};
+constexpr Pieces kBPieces = {kUtf32LE, 72 * 4, 72, words::Units::kCharacters};
+constexpr Pieces kQPieces = {kUtf16LE, 50 * 2, 50, words::Units::kUtf16};
+
+struct Target {
     int codePage;
     const char* name;
 
-    static Charset orUtf8(int codePage, const char* name) {
-        return codePage == 0 || !name ? Charset{kUtf8, "utf-8"} : Charset{codePage, name};
+    static Target orUtf8(int codePage, const char* name) {
+        return codePage == 0 || !name ? Target{kUtf8, "utf-8"} : Target{codePage, name};
     }
 };
 
@@ -135,20 +145,30 @@ unsigned int pieceSize(const unsigned char* wide, unsigned int n, unsigned int m
     return widePage == kUtf16LE && isHighSurrogate(wide + most - 2) ? most - 2 : most;
 }
 
-// Has `appendPiece(bytes, n)` append a word for each piece of the value. The pieces are cut in a
-// form of fixed width, so that none ends inside a character.
+// Has `appendPiece(bytes, n)` append a word for each piece of the value. Well-formed UTF-8 is cut
+// as it is; other text in a form of fixed width, so that no piece ends inside a character.
 template <class AppendPiece>
-void foldValue(std::string_view value, int codePage, int widePage, unsigned int pieceBytes,
-               StringBuffer& out, LogBase& log, AppendPiece appendPiece) {
+void foldValue(std::string_view value, int codePage, const Pieces& pieces, StringBuffer& out,
+               LogBase& log, AppendPiece appendPiece) {
+    constexpr auto kNone = std::string_view::npos;
+    if (codePage == kUtf8 && words::pieceOfUtf8(value, kNone, pieces.unit) != kNone) {
+        for (std::string_view left = value; !left.empty();) {
+            if (left.size() < value.size()) out.append(kFoldingBreak);
+            const std::size_t n = words::pieceOfUtf8(left, pieces.units, pieces.unit);
+            appendPiece(bytesOf(left), static_cast<unsigned int>(n));
+            left.remove_prefix(n);
+        }
+        return;
+    }
     EncodingConvert converter;
     DataBuffer wide, piece;
-    converter.EncConvert(codePage, widePage, bytesOf(value), size32(value), wide, log);
+    converter.EncConvert(codePage, pieces.widePage, bytesOf(value), size32(value), wide, log);
     const unsigned char* next = wide.getData2();
     for (unsigned int left = wide.getSize(); left > 0;) {
         if (next != wide.getData2()) out.append(kFoldingBreak);
-        const unsigned int n = pieceSize(next, left, pieceBytes, widePage);
+        const unsigned int n = pieceSize(next, left, pieces.wideBytes, pieces.widePage);
         piece.clear();
-        converter.EncConvert(widePage, codePage, next, n, piece, log);
+        converter.EncConvert(pieces.widePage, codePage, next, n, piece, log);
         appendPiece(piece.getData2(), piece.getSize());
         next += n;
         left -= n;
@@ -157,57 +177,10 @@ void foldValue(std::string_view value, int codePage, int widePage, unsigned int 
 
 // ---- Decoding ----
 
-constexpr UnescapeRules kQUnescapes = {
-    .kept = byteClass([](unsigned char b) {
-        return (b >= 32 && b < 127 && b != '=' && b != '?' && b != '_') || b >= 0xA0;
-    }),
-    .replaced = '_',
-    .replacement = ' '};
-
-struct Word {
-    std::string_view charset;
-    bool isB;
-    const unsigned char* bytes;
-    unsigned int n;
-};
-
-// Shows the visitor the parts of a header value in order: plain(text) for a gap or tail that is
-// not all blanks, word(word) for every encoded word that decodes. The walk ends at a "=?" that
-// starts no complete word. Each step goes on where the one before it ended, so it is linear.
-template <class Visitor>
-void walkWords(std::string_view value, Visitor&& visit) {
-    constexpr auto kNone = std::string_view::npos;
-    for (;;) {
-        const std::size_t start = value.find("=?");
-        const std::string_view plain = value.substr(0, start);
-        if (!allBlank(plain)) visit.plain(plain);
-        if (start == kNone) return;
-        value.remove_prefix(start + 2);
-
-        const std::size_t charsetEnd = value.find('?');
-        if (charsetEnd == kNone) return;
-        const std::string_view charset = value.substr(0, charsetEnd);
-        value.remove_prefix(charsetEnd + 1);
-
-        if (value.size() < 3 || value[1] != '?') return;
-        const bool isB = value[0] == 'B' || value[0] == 'b';
-        value.remove_prefix(2);
-
-        const std::size_t end = value.find("?=");
-        if (end == kNone) return;
-        if (end > 0) {
-            const auto length = static_cast<unsigned int>(end);
-            unsigned int n = 0;
-            unsigned char* const bytes =
-                isB ? ContentCoding::decodeBase64a(value.data(), length, _base64DecodeTable.data(),
-                                                   &n)
-                    : ContentCoding::Q_Decode(value.data(), length, &n);
-            ByteArrayOwner owner;
-            owner.m_ownedArray = bytes;
-            if (bytes) visit.word({charset, isB, bytes, n});
-        }
-        value.remove_prefix(end + 2);
-    }
+// Appends the bytes of a word; nothing when memory for them is short.
+bool appendDecoded(const words::Word& word, DataBuffer& out) {
+    BufferWindow<DataBuffer, kBlockBytes> window(out, Blocks::of(kBlockBytes));
+    return window.expect(word.text.size()) && words::decode(word, window) && window.finish();
 }
 
 // The text of a buffer up to its first NUL.
@@ -220,7 +193,7 @@ struct BytesVisitor {
         text.remove_prefix(text.find_first_not_of(" \t"));
         out.append(text.data(), size32(text));
     }
-    void word(const Word& word) const { out.append(word.bytes, word.n); }
+    void word(const words::Word& word) const { (void)appendDecoded(word, out); }
 };
 
 class Utf8Visitor {
@@ -228,30 +201,49 @@ public:
     Utf8Visitor(DataBuffer& out, LogBase& log) : m_out(out), m_log(log) {}
 
     void plain(std::string_view text) { m_out.append(text.data(), size32(text)); }
-    void word(const Word& word);
+    void word(const words::Word& word);
 
 private:
+    void appendWithoutNuls(const words::Word& word);
+
     DataBuffer& m_out;
     LogBase& m_log;
     StringBuffer m_charset;
+    DataBuffer m_bytes;
     EncodingConvert m_converter;
 };
 
-void Utf8Visitor::word(const Word& word) {
+void Utf8Visitor::appendWithoutNuls(const words::Word& word) {
+    const unsigned int before = m_out.getSize();
+    if (!appendDecoded(word, m_out)) return;
+    char* const end = BufferAccess::end(m_out);
+    char* const last = std::remove(end - (m_out.getSize() - before), end, '\0');
+    BufferAccess::setSize(m_out, m_out.getSize() - static_cast<unsigned int>(end - last));
+}
+
+void Utf8Visitor::word(const words::Word& word) {
+    const auto isNamed = [&](std::string_view name) {
+        return contentcoding::equalIgnoringCase(word.charset, name);
+    };
+    if (isNamed("utf-8") || isNamed("8bit")) {
+        appendWithoutNuls(word);
+        return;
+    }
     m_charset.weakClear();
     m_charset.appendN(word.charset.data(), size32(word.charset));
-    if (m_charset.equalsIgnoreCase("8bit")) m_charset.setString("utf-8");
-    if (m_charset.equalsIgnoreCase("utf-8")) {
-        m_out.appendSkipNulls(word.bytes, word.n);
-    } else if (CharsetNaming::CharsetValid(m_charset)) {
-        if (m_converter.ChConvert2(m_charset, kUtf8, word.bytes, word.n, m_out, m_log)) return;
-        m_log.LogError("Errors in decoding from the specified charset.");
-        m_log.LogDataSb("charset", m_charset);
-    } else {
+    if (!CharsetNaming::CharsetValid(m_charset)) {
         if (m_log.m_verboseLogging)
             m_log.LogDataSb(word.isB ? "invalidBCharset" : "invalidQCharset", m_charset);
-        m_out.appendSkipNulls(word.bytes, word.n);
+        appendWithoutNuls(word);
+        return;
     }
+    m_bytes.clear();
+    if (!appendDecoded(word, m_bytes)) return;
+    if (m_converter.ChConvert2(m_charset, kUtf8, m_bytes.getData2(), m_bytes.getSize(), m_out,
+                               m_log))
+        return;
+    m_log.LogError("Errors in decoding from the specified charset.");
+    m_log.LogDataSb("charset", m_charset);
 }
 
 int codePageOf(const char* charset) {
@@ -269,25 +261,29 @@ void decodePercents(StringBuffer& text) {
 char* ContentCoding::B_Encode(const void* data, unsigned int n, unsigned int* outLen) const {
     if (!outLen) return nullptr;
     *outLen = 0;
-    if (!data || n == 0 || n > std::numeric_limits<unsigned int>::max() / 5) return nullptr;
+    if (!data || n == 0 || n > kLongestB) return nullptr;
     StringBuffer text;
     return encodeBase64_noCrLf(data, n, text) ? text.extractString(outLen) : nullptr;
 }
 
 char* ContentCoding::Q_Encode(const void* data, unsigned int n, unsigned int* outLen) const {
-    return encodeQ(data, n, kQEscapes, outLen);
+    return newQ(data, n, true, outLen);
 }
 
 char* ContentCoding::Q_EncodeCommaToo(const void* data, unsigned int n,
                                       unsigned int* outLen) const {
-    return encodeQ(data, n, kQEscapesWithComma, outLen);
+    return newQ(data, n, false, outLen);
 }
 
 bool ContentCoding::bEncodeData2(const void* data, unsigned int n, const char* charset,
                                  StringBuffer& out) const {
     if (!data || !charset || n == 0) return true;
-    unsigned int textLen = 0;
-    appendWord(charset, "?B?", B_Encode(data, n, &textLen), out);
+    const std::uint64_t size = (std::uint64_t{n} + 2) / 3 * 4;
+    appendWord(charset, "?B?", size, out, [&](contentcoding::Window& window) {
+        contentcoding::base64::Encoder encoder;
+        return n <= kLongestB && window.expect(size) && encoder.write({data, n}, window) &&
+               encoder.end(window);
+    });
     return true;
 }
 
@@ -295,10 +291,12 @@ bool ContentCoding::qEncodeData2(const void* data, unsigned int n, const char* c
                                  StringBuffer& out) const {
     if (!data || n == 0) return true;
     const bool named = charset && *charset;
-    unsigned int textLen = 0;
-    char* const text =
-        m_qEncodeCommaToo ? Q_EncodeCommaToo(data, n, &textLen) : Q_Encode(data, n, &textLen);
-    appendWord(named ? charset : "utf-8", "?Q?", text, out);
+    const std::uint64_t escaped = std::uint64_t{n} * 3;
+    // Much text has few escapes; a word has not much.
+    const std::uint64_t most = n <= kBlockBytes ? escaped : n;
+    appendWord(named ? charset : "utf-8", "?Q?", most, out, [&](contentcoding::Window& window) {
+        return words::encodeQ({data, n}, !m_qEncodeCommaToo, window);
+    });
     return true;
 }
 
@@ -324,11 +322,12 @@ bool ContentCoding::bEncodeForMimeField(const void* data, unsigned int n, bool f
                                         int codePage, const char* charset, StringBuffer& out,
                                         LogBase& log) const {
     if (!data || n == 0) return true;
-    const auto target = Charset::orUtf8(codePage, charset);
+    const auto target = Target::orUtf8(codePage, charset);
     const std::string_view value = viewOf(data, n);
-    if (allBlank(value) || isPlain(value, target.codePage)) return out.appendN(value.data(), n);
+    if (words::isBlankText(value) || isPlain(value, target.codePage))
+        return out.appendN(value.data(), n);
     if (n <= kLongestWord || !foldLongValues) return bEncodeData2(data, n, target.name, out);
-    foldValue(value, target.codePage, kUtf32LE, kBPieceBytes, out, log,
+    foldValue(value, target.codePage, kBPieces, out, log,
               [&](const unsigned char* piece, unsigned int size) {
                   bEncodeData2(piece, size, target.name, out);
               });
@@ -339,12 +338,12 @@ bool ContentCoding::qEncodeForMimeField(const void* data, unsigned int n, bool f
                                         int codePage, const char* charset,
                                         StringBuffer& out) const {
     if (!data || n == 0) return true;
-    const auto target = Charset::orUtf8(codePage, charset);
+    const auto target = Target::orUtf8(codePage, charset);
     const std::string_view value = viewOf(data, n);
-    if (allBlank(value)) return out.appendN(value.data(), n);
+    if (words::isBlankText(value)) return out.appendN(value.data(), n);
     if (n <= kLongestWord || !foldLongValues) return qEncodeData2(data, n, target.name, out);
     LogNull log;
-    foldValue(value, target.codePage, kUtf16LE, kQPieceBytes, out, log,
+    foldValue(value, target.codePage, kQPieces, out, log,
               [&](const unsigned char* piece, unsigned int size) {
                   qEncodeData2(piece, size, target.name, out);
               });
@@ -359,23 +358,16 @@ unsigned char* ContentCoding::Q_Decode(const char* text, unsigned int n, unsigne
     if (size > std::numeric_limits<std::size_t>::max()) return nullptr;
     char* const bytes = new (std::nothrow) char[static_cast<std::size_t>(size)];
     if (!bytes) return nullptr;
-    char* end = bytes;
-    for (std::string_view in(text, n); !in.empty();) {
-        const auto done =
-            contentcoding::kernels().unescape(in.data(), in.size(), kQUnescapes, end, in.size());
-        end += done.written;
-        in.remove_prefix(done.read);
-        if (in.empty()) break;
-        *end++ = '=';  // no escape
-        in.remove_prefix(1);
-    }
-    *end = '\0';
-    if (outLen) *outLen = static_cast<unsigned int>(end - bytes);
+    SpanWindow window({bytes, static_cast<std::size_t>(size)});
+    // There is room for all.
+    (void)(words::decodeQ({text, n}, window) && window.finish());
+    bytes[window.size()] = '\0';
+    if (outLen) *outLen = static_cast<unsigned int>(window.size());
     return reinterpret_cast<unsigned char*>(bytes);
 }
 
 bool ContentCoding::QB_Decode(StringBuffer& value, DataBuffer& out) {
-    walkWords(textOf(value), BytesVisitor{out});
+    words::walk(textOf(value), BytesVisitor{out});
     return true;
 }
 
@@ -383,9 +375,12 @@ bool ContentCoding::QB_DecodeToUtf8(StringBuffer& value, LogBase& log) {
     if (log.m_verboseLogging) log.LogDataSb("QB_DecodeToUtf8_input", value);
     // Most values have no words, and stay as they are.
     const std::string_view text = textOf(value);
-    if (text.find("=?") != text.npos || text.size() != value.getSize() || allBlank(text)) {
+    if (text.find("=?") != text.npos || text.size() != value.getSize() ||
+        words::isBlankText(text)) {
         DataBuffer decoded;
-        walkWords(text, Utf8Visitor(decoded, log));
+        // Words of UTF-8 get shorter.
+        (void)BufferAccess::reserve(decoded, size32(text));
+        words::walk(text, Utf8Visitor(decoded, log));
         value.weakClear();
         value.append(decoded);
     }
