@@ -11,7 +11,12 @@ namespace {
 
 constexpr unsigned int kQuotes = 2;  // the quotation marks around a name or value
 
-constexpr bool isEscaped(char c) { return c == '\\' || c == '"'; }
+constexpr ByteClass kUnescaped = byteClass([](unsigned char b) { return b != '\\' && b != '"'; });
+
+// How many characters come before the first that is escaped.
+std::size_t unescapedRun(std::string_view text) {
+    return runLength(reinterpret_cast<const unsigned char*>(text.data()), text.size(), kUnescaped);
+}
 
 // Adds up what Writer writes.
 class Meter {
@@ -27,8 +32,10 @@ public:
     }
     bool again(const WrittenName& name) { return add(name.size); }
     bool value(std::string_view text) {
-        const auto escapes = std::count_if(text.begin(), text.end(), isEscaped);
-        return add(text.size() + static_cast<std::uint64_t>(escapes) + kQuotes);
+        std::uint64_t size = text.size() + kQuotes;
+        for (std::size_t run; (run = unescapedRun(text)) < text.size(); ++size)
+            text.remove_prefix(run + 1);
+        return add(size);
     }
 
 private:
@@ -42,9 +49,6 @@ private:
     std::uint64_t m_size = 0;
     bool m_isTooLarge = false;
 };
-
-constexpr ByteClass kUnescaped =
-    byteClass([](unsigned char b) { return !isEscaped(static_cast<char>(b)); });
 
 class Writer {
 public:
@@ -68,8 +72,7 @@ public:
     bool value(std::string_view text) {
         *m_next++ = '"';
         while (true) {
-            const auto* const p = reinterpret_cast<const unsigned char*>(text.data());
-            const std::size_t run = runLength(p, text.size(), kUnescaped);
+            const std::size_t run = unescapedRun(text);
             put(text.substr(0, run));
             if (run == text.size()) break;
             *m_next++ = '\\';

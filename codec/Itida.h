@@ -4,6 +4,7 @@
 // Private: the canonical form of an e-invoice, measured before it is written.
 
 #include "codec/CanonicalForm.h"
+#include "support/JsonItem.h"
 #include "support/Memory.h"
 
 namespace contentcoding {
@@ -19,9 +20,9 @@ struct WrittenName {
 class OpenContainers {
 public:
     struct Frame {
-        const JsonContainer* container;
+        const JsonItem* next;
+        const JsonItem* end;
         WrittenName name;  // what an array repeats before each element
-        int next;          // the index of the next item
         bool isObject;
     };
 
@@ -29,7 +30,11 @@ public:
     Frame& last() {
         return *reinterpret_cast<Frame*>(m_frames.bytes() + m_frames.size() - kFrameBytes);
     }
-    [[nodiscard]] bool push(const Frame& frame) { return m_frames.append(&frame, kFrameBytes); }
+    [[nodiscard]] bool push(const JsonContainer& container, WrittenName name, bool isObject) {
+        const auto items = JsonItem::of(container);
+        const Frame frame{items.data(), items.data() + items.size(), name, isObject};
+        return m_frames.append(&frame, kFrameBytes);
+    }
     void pop() { m_frames.truncate(m_frames.size() - kFrameBytes); }
 
 private:
@@ -45,26 +50,25 @@ private:
 // The walk ends when one returns false, or a name of size 0. False then, and when memory is short.
 template <class Visitor>
 [[nodiscard]] bool walkItida(const JsonContainer& root, OpenContainers& open, Visitor& visitor) {
-    if (!open.push({&root, {}, 0, true})) return false;
+    if (!open.push(root, {}, true)) return false;
     while (!open.isEmpty()) {
-        auto& [container, repeated, next, isObject] = open.last();
-        if (next == container->get_Size()) {
+        OpenContainers::Frame& frame = open.last();
+        if (frame.next == frame.end) {
             open.pop();
             continue;
         }
-        const int i = next++;
+        const JsonItem& item = *frame.next++;
         WrittenName own;  // what the item repeats if it is an array
-        if (isObject) {
-            const std::string_view name = static_cast<const ClsJsonObject*>(container)->nameView(i);
-            const WrittenName written = visitor.name(name);
-            if (written.size == 0) return false;
-            if (!name.empty()) own = written;
-        } else if (repeated.size > 0 && !visitor.again(repeated)) {
+        if (frame.isObject) {
+            own = visitor.name(item.name);
+            if (own.size == 0) return false;
+            if (*item.name == '\0') own = {};
+        } else if (frame.name.size > 0 && !visitor.again(frame.name)) {
             return false;
         }
-        const JsonContainer* const nested = container->nestedAt(i);
-        const bool done = nested ? open.push({nested, own, 0, container->TypeAt(i) == kJsonObject})
-                                 : visitor.value(container->valueView(i));
+        const bool done = item.isContainer()
+                              ? open.push(*item.nested, own, item.type == kJsonObject)
+                              : visitor.value(item.value());
         if (!done) return false;
     }
     return true;

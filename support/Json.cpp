@@ -1,6 +1,7 @@
 #include "support/Json.h"
 
 #include "support/CharsetForms.h"
+#include "support/JsonItem.h"
 
 #ifdef __SSE2__
 #define RAPIDJSON_SSE2
@@ -21,18 +22,6 @@
 namespace json = contentcoding_rapidjson;
 
 namespace contentcoding {
-
-struct JsonItem {
-    const char* name;  // NUL-terminated
-    union {
-        const char* text;       // of a scalar: `textSize` bytes
-        JsonContainer* nested;  // of an object or an array
-    };
-    unsigned int textSize;
-    JsonType type;
-
-    bool isScalar() const { return type != kJsonNone && type != kJsonObject && type != kJsonArray; }
-};
 
 namespace {
 
@@ -92,17 +81,12 @@ int JsonContainer::TypeAt(int index) const { return itemAt(index).type; }
 
 std::string_view JsonContainer::valueView(int index) const {
     const JsonItem& item = itemAt(index);
-    return item.isScalar() ? std::string_view(item.text, item.textSize) : "";
+    return item.isScalar() ? item.value() : "";
 }
 
 bool JsonContainer::StringAt(int index, XString& value) const {
     const JsonItem& item = itemAt(index);
     return item.isScalar() && value.setFromUtf8N(item.text, item.textSize);
-}
-
-const JsonContainer* JsonContainer::nestedAt(int index) const {
-    const JsonItem& item = itemAt(index);
-    return item.type == kJsonObject || item.type == kJsonArray ? item.nested : nullptr;
 }
 
 ClsJsonObject* JsonContainer::ObjectAt(int index) const {

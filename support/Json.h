@@ -70,10 +70,6 @@ public:
     [[nodiscard]] ClsJsonObject* ObjectAt(int index) const;
     [[nodiscard]] ClsJsonArray* ArrayAt(int index) const;
 
-    // The object or array at an index without a reference for the caller, valid as long as the
-    // document; null for any other value. TypeAt() says which of the two it is.
-    const JsonContainer* nestedAt(int index) const;
-
 protected:
     JsonContainer() = default;
     using RefCountedObject::RefCountedObject;
@@ -92,6 +88,7 @@ protected:
 
 private:
     friend class JsonBuilder;
+    friend struct JsonItem;
 
     const JsonItem* m_items = nullptr;
     unsigned int m_count = 0;

@@ -3,7 +3,8 @@
 #include <unicode/uchar.h>
 
 #include <algorithm>
-#include <numeric>
+#include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "support/Ascii.h"
@@ -20,20 +21,36 @@ bool append(ByteStorage& to, std::string_view text) {
     return to.append(text.data(), static_cast<unsigned int>(text.size()));
 }
 
-bool isAscii(std::string_view text) {
-    const auto highBits = [](char bits, char c) { return static_cast<char>(bits | c); };
-    return (std::accumulate(text.begin(), text.end(), '\0', highBits) & 0x80) == 0;
+constexpr std::uint64_t kOnes = 0x0101010101010101;
+
+// The upper-case form of eight ASCII characters.
+std::uint64_t toUpperAscii8(std::uint64_t eight) {
+    const std::uint64_t fromA = eight + (0x80 - 'a') * kOnes, afterZ = eight + (0x7F - 'z') * kOnes;
+    return eight ^ (fromA & ~afterZ & 0x80 * kOnes) >> 2;
+}
+
+// Writes the upper-case form of the ASCII characters in front of `text` to `upper`, unless that is
+// null, and returns how many they are, or a few less.
+std::size_t toUpperAsciiRun(std::string_view text, char* upper) {
+    std::size_t n = 0;
+    for (std::uint64_t eight = 0; text.size() - n >= sizeof eight; n += sizeof eight) {
+        std::memcpy(&eight, text.data() + n, sizeof eight);
+        if ((eight & 0x80 * kOnes) != 0) return n;
+        eight = toUpperAscii8(eight);
+        if (upper) std::memcpy(upper + n, &eight, sizeof eight);
+    }
+    for (; n < text.size() && (text[n] & 0x80) == 0; ++n) {
+        if (upper) upper[n] = contentcoding::toUpperAscii(text[n]);
+    }
+    return n;
 }
 
 }  // namespace
 
 std::size_t contentcoding::toUpperUtf8(std::string_view text, char* upper) {
-    if (isAscii(text)) {
-        if (upper) std::transform(text.begin(), text.end(), upper, toUpperAscii);
-        return text.size();
-    }
+    std::size_t size = toUpperAsciiRun(text, upper);
+    text.remove_prefix(size);
     const auto* p = reinterpret_cast<const unsigned char*>(text.data());
-    std::size_t size = 0;
     for (auto rest = static_cast<unsigned int>(text.size()); rest > 0;) {
         const Decoded c = decodeUtf8(p, rest);
         unsigned char form[kMaxEncoded];
@@ -68,8 +85,8 @@ bool XString::setFromUtf8N(const char* text, unsigned int n) {
 bool XString::toUpperCase() {
     const std::string_view text = view();
     // ASCII, which most names are, is changed in place; other characters may need more room.
-    if (isAscii(text)) {
-        contentcoding::toUpperUtf8(text, m_storage.bytes());
+    if (toUpperAsciiRun(text, nullptr) == text.size()) {
+        toUpperAsciiRun(text, m_storage.bytes());
         return true;
     }
     const std::size_t size = contentcoding::toUpperUtf8(text, nullptr);
