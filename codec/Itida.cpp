@@ -1,130 +1,172 @@
+#include "codec/Itida.h"
+
+#include <algorithm>
+
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
-#include "support/Ascii.h"
-#include "support/Json.h"
+#include "support/UpperCase.h"
 
+namespace contentcoding {
 namespace {
 
-bool appendQuoted(const XString& text, DataBuffer& out) {
-    const auto size = static_cast<unsigned int>(text.view().size());
-    return out.appendChar('"') && out.append(text.getUtf8(), size) && out.appendChar('"');
+constexpr unsigned int kQuotes = 2;  // the quotation marks around a name or value
+
+constexpr ByteClass kUnescaped = byteClass([](unsigned char b) { return b != '\\' && b != '"'; });
+
+// How many characters come before the first that is escaped.
+std::size_t unescapedRun(std::string_view text) {
+    return runLength(reinterpret_cast<const unsigned char*>(text.data()), text.size(), kUnescaped);
 }
 
-constexpr contentcoding::ByteClass kAscii =
-    contentcoding::byteClass([](unsigned char b) { return b < 0x80; });
+// Adds up what Writer writes.
+class Meter {
+public:
+    explicit Meter(std::uint64_t limit) : m_limit(limit) {}
 
-std::size_t runOf(const contentcoding::ByteClass& is, std::string_view text) {
-    return contentcoding::runLength(reinterpret_cast<const unsigned char*>(text.data()),
-                                    text.size(), is);
-}
+    std::uint64_t size() const { return m_size; }
+    bool isTooLarge() const { return m_isTooLarge; }
 
-constexpr contentcoding::ByteClass kUnescaped =
-    contentcoding::byteClass([](unsigned char b) { return b != '\\' && b != '"'; });
-
-// A backslash comes before each backslash and double quote.
-bool appendValue(std::string_view text, DataBuffer& out) {
-    if (!out.appendChar('"')) return false;
-    while (!text.empty()) {
-        const std::size_t run = runOf(kUnescaped, text);
-        if (!out.append(text.data(), static_cast<unsigned int>(run))) return false;
-        text.remove_prefix(run);
-        if (text.empty()) break;
-        if (!out.appendChar('\\') || !out.append(text.data(), 1)) return false;
-        text.remove_prefix(1);
+    WrittenName name(std::string_view text) {
+        const WrittenName written{m_size, toUpperUtf8(text, nullptr) + kQuotes};
+        return add(written.size) ? written : WrittenName{};
     }
-    return out.appendChar('"');
-}
+    bool again(const WrittenName& name) { return add(name.size); }
+    bool value(std::string_view text) {
+        std::uint64_t size = text.size() + kQuotes;
+        for (std::size_t run; (run = unescapedRun(text)) < text.size(); ++size)
+            text.remove_prefix(run + 1);
+        return add(size);
+    }
 
-// Writes the name of member `i`; that of an array is left in `upper` too. Most names are ASCII, and
-// are put into upper case where they are written.
-bool appendName(const ClsJsonObject& object, int i, XString& upper, DataBuffer& out) {
-    const std::string_view name = object.nameAt(i);
-    if (object.TypeAt(i) == contentcoding::kJsonArray || runOf(kAscii, name) < name.size())
-        return object.NameAt(i, upper) && upper.toUpperCase() && appendQuoted(upper, out);
-    unsigned char* p = out.extend(static_cast<unsigned int>(name.size() + 2));
-    if (!p) return false;
-    *p++ = '"';
-    for (const char c : name)
-        *p++ = static_cast<unsigned char>(contentcoding::toUpperAscii(c));
-    *p = '"';
-    return true;
-}
+private:
+    bool add(std::uint64_t n) {
+        m_isTooLarge = n > m_limit - m_size;
+        if (!m_isTooLarge) m_size += n;
+        return !m_isTooLarge;
+    }
 
-bool canonicalizeItida_serialize(ClsJsonObject* object, DataBuffer& out, LogBase& log);
-bool canonicalizeItida_serialize_a(const XString& name, ClsJsonArray* array, DataBuffer& out,
-                                   LogBase& log);
+    const std::uint64_t m_limit;
+    std::uint64_t m_size = 0;
+    bool m_isTooLarge = false;
+};
 
-// NOLINTBEGIN(misc-no-recursion): it is no deeper than a document, which the parser limits
+class Writer {
+public:
+    explicit Writer(char* form) : m_form(form), m_next(form) {}
 
-// Writes item `i` of an object or array without its name. `name` is what the elements repeat if
-// the item is an array.
-bool serializeItem(const contentcoding::JsonContainer& container, int i, const XString& name,
-                   DataBuffer& out, LogBase& log) {
-    RefCountedObjectOwner owner;
-    switch (container.TypeAt(i)) {
-        case contentcoding::kJsonObject: {
-            ClsJsonObject* const object = container.ObjectAt(i);
-            owner.take(object);
-            return canonicalizeItida_serialize(object, out, log);
+    WrittenName name(std::string_view text) {
+        char* const start = m_next;
+        *m_next++ = '"';
+        m_next += toUpperUtf8(text, m_next);
+        *m_next++ = '"';
+        return {static_cast<std::uint64_t>(start - m_form),
+                static_cast<std::uint64_t>(m_next - start)};
+    }
+
+    bool again(const WrittenName& name) {
+        put({m_form + name.at, static_cast<std::size_t>(name.size)});
+        return true;
+    }
+
+    // A backslash comes before each backslash and double quote.
+    bool value(std::string_view text) {
+        *m_next++ = '"';
+        while (true) {
+            const std::size_t run = unescapedRun(text);
+            put(text.substr(0, run));
+            if (run == text.size()) break;
+            *m_next++ = '\\';
+            *m_next++ = text[run];
+            text.remove_prefix(run + 1);
         }
-        case contentcoding::kJsonArray: {
-            ClsJsonArray* const array = container.ArrayAt(i);
-            owner.take(array);
-            return canonicalizeItida_serialize_a(name, array, out, log);
-        }
-        default:
-            return appendValue(container.textAt(i), out);
+        *m_next++ = '"';
+        return true;
     }
-}
 
-bool canonicalizeItida_serialize(ClsJsonObject* object, DataBuffer& out, LogBase& log) {
-    if (!object) return false;
-    XString name;
-    for (int i = 0; i < object->get_Size(); ++i) {
-        if (!appendName(*object, i, name, out) || !serializeItem(*object, i, name, out, log))
-            return false;
+private:
+    void put(std::string_view text) {
+        std::memcpy(m_next, text.data(), text.size());
+        m_next += text.size();
     }
-    return true;
-}
 
-bool canonicalizeItida_serialize_a(const XString& name, ClsJsonArray* array, DataBuffer& out,
-                                   LogBase& log) {
-    if (!array) return false;
-    const XString unnamed;
-    for (int i = 0; i < array->get_Size(); ++i) {
-        if ((!name.isEmpty() && !appendQuoted(name, out)) ||
-            !serializeItem(*array, i, unnamed, out, log))
-            return false;
-    }
-    return true;
-}
+    char* const m_form;
+    char* m_next;
+};
 
-// NOLINTEND(misc-no-recursion)
+// Has the form written into `out`, which is empty.
+CanonicalStatus writeForm(ItidaForm& form, std::uint64_t maxSize, DataBuffer& out) {
+    const CanonicalStatus status =
+        form.measure(std::min<std::uint64_t>(maxSize, ByteStorage::kMaxSize));
+    if (status != CanonicalStatus::kOk || form.size() == 0) return status;
+    unsigned char* const room = out.extend(static_cast<unsigned int>(form.size()));
+    if (!room) return CanonicalStatus::kNoMemory;
+    form.write(reinterpret_cast<char*>(room));
+    return CanonicalStatus::kOk;
+}
 
 }  // namespace
 
-bool ContentCoding::canonicalizeItida(const DataBuffer& json, DataBuffer& out, LogBase& log) {
+ItidaForm::ItidaForm() : m_document(ClsJsonObject::createNewCls()), m_chosen(m_document) {
+    m_documentOwner.take(m_document);
+}
+
+CanonicalStatus ItidaForm::load(std::string_view json) {
+    LogNull ignored;
+    if (!m_document) return CanonicalStatus::kNoMemory;
+    if (m_document->loadJson(json, ignored)) return CanonicalStatus::kOk;
+    return fault().expected ? CanonicalStatus::kNotJson : CanonicalStatus::kNoMemory;
+}
+
+CanonicalStatus ItidaForm::chooseFirst() {
+    LogNull ignored;
+    if (!m_document->hasMember("documents", ignored)) return CanonicalStatus::kOk;
+    m_chosen = m_document->objectOf("documents[0]", ignored);
+    m_firstOwner.take(m_chosen);
+    return m_chosen ? CanonicalStatus::kOk : CanonicalStatus::kNoFirstDocument;
+}
+
+CanonicalStatus ItidaForm::measure(std::uint64_t maxSize) {
+    Meter meter(maxSize);
+    const bool done = walkItida(*m_chosen, m_open, meter);
+    m_size = meter.size();
+    return done                 ? CanonicalStatus::kOk
+           : meter.isTooLarge() ? CanonicalStatus::kTooLarge
+                                : CanonicalStatus::kNoMemory;
+}
+
+void ItidaForm::write(char* form) {
+    Writer writer(form);
+    // It cannot fail: measure() has left enough memory for the open containers.
+    static_cast<void>(walkItida(*m_chosen, m_open, writer));
+}
+
+CanonicalResult canonicalizeItida(std::string_view json, const CanonicalOptions& options,
+                                  DataBuffer& out) {
     out.clear();
-    ClsJsonObject* const document = ClsJsonObject::createNewCls();
-    if (!document) return false;
-    RefCountedObjectOwner documentOwner, firstOwner;
-    documentOwner.take(document);
-    LogNull unheard;
-    if (!document->loadJson(json, unheard)) {
+    ItidaForm form;
+    CanonicalStatus status = form.load(json);
+    if (status == CanonicalStatus::kNotJson) return {status, form.fault()};
+    if (status == CanonicalStatus::kOk && options.firstDocument) status = form.chooseFirst();
+    if (status == CanonicalStatus::kOk) status = writeForm(form, options.maxSize, out);
+    return {status, {}};
+}
+
+}  // namespace contentcoding
+
+bool ContentCoding::canonicalizeItida(const DataBuffer& json, DataBuffer& out, LogBase& log) {
+    using contentcoding::CanonicalStatus;
+    out.clear();
+    contentcoding::ItidaForm form;
+    if (!form.exists()) return false;
+    const std::string_view text(reinterpret_cast<const char*>(json.getData2()), json.getSize());
+    if (form.load(text) != CanonicalStatus::kOk) {
         log.LogError("Failed to load ITIDA JSON (1)");
         return false;
     }
-    ClsJsonObject* chosen = document;
-    if (document->hasMember("documents", unheard) &&
-        log.m_options.containsSubstringNoCase("ItidaCanonFirstDoc")) {
-        chosen = document->objectOf("documents[0]", unheard);
-        firstOwner.take(chosen);
-        if (!chosen) {
-            log.LogError("Failed to load ITIDA JSON (2)");
-            return false;
-        }
+    if (log.m_options.containsSubstringNoCase("ItidaCanonFirstDoc") &&
+        form.chooseFirst() != CanonicalStatus::kOk) {
+        log.LogError("Failed to load ITIDA JSON (2)");
+        return false;
     }
-    if (canonicalizeItida_serialize(chosen, out, log)) return true;
-    out.clear();
-    return false;
+    return contentcoding::writeForm(form, ~std::uint64_t{0}, out) == CanonicalStatus::kOk;
 }

@@ -1,17 +1,17 @@
 // The canonical form is a function of the parsed document: white space between the tokens, and the
-// ways in which a string can be escaped, do not change it.
+// ways in which a string can be escaped, do not change it. Its size is known before it is written.
 #include <cstdio>
 #include <string>
 
+#include "codec/Itida.h"
 #include "fuzz/Input.h"
-#include "support/Json.h"
 
 namespace {
 
-// The name of an array is repeated for each element, so the form grows with the square of the text.
+// The name of an array stands before each element, so the form grows with the square of the text.
 constexpr std::size_t kLongest = 1 << 15;
 
-// Writes a document anew, with spaces and escapes that are drawn.
+// Writes a document again, with white space and escapes chosen by the fuzzer.
 class Rewriter {
 public:
     explicit Rewriter(std::string_view style) : m_style(style) {}
@@ -62,7 +62,7 @@ private:
         m_text += blanks[drawStyle() % 5];
     }
 
-    // What must be escaped is, and other ASCII characters now and then.
+    // Escapes what must be escaped, and some other ASCII characters.
     void putString(std::string_view value) {
         std::string quoted = "\"";
         for (const char c : value) {
@@ -89,12 +89,24 @@ private:
     std::string m_text;
 };
 
-// The form of the text, by itself or behind a byte-order mark.
+// The form of the text, alone or after a byte-order mark.
 DataBuffer formOf(std::string_view json, LogBase& log) {
     DataBuffer form;
     const HeapCopy exact(json, HeapCopy::kExact);
     expect(ContentCoding::canonicalizeItida(DataBuffer({exact.bytes(), exact.size()}), form, log));
     return form;
+}
+
+void expectExactSize(std::string_view json, const DataBuffer& form) {
+    contentcoding::ItidaForm measured;
+    expect(measured.load(json) == contentcoding::CanonicalStatus::kOk);
+    expect(measured.measure(form.getSize()) == contentcoding::CanonicalStatus::kOk);
+    expect(measured.size() == form.getSize());
+    DataBuffer none;
+    if (form.getSize() == 0) return;
+    const auto result =
+        contentcoding::canonicalizeItida(json, {.maxSize = form.getSize() - 1}, none);
+    expect(result.status == contentcoding::CanonicalStatus::kTooLarge && none.getSize() == 0);
 }
 
 }  // namespace
@@ -112,6 +124,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     Rewriter rewritten(style);
     rewritten.writeObject(*document);
     const DataBuffer form = formOf(text.view(), log);
+    expectExactSize(text.view(), form);
     expect(viewOf(formOf(rewritten.text(), log)) == viewOf(form));
     expect(viewOf(formOf("\xEF\xBB\xBF" + rewritten.text(), log)) == viewOf(form));
     return 0;

@@ -5,10 +5,10 @@
 
 namespace {
 
-// The name of an array is repeated for each element, so the form grows with the square of the text.
+// The name of an array stands before each element, so the form grows with the square of the text.
 constexpr unsigned int kLongestCanonicalized = 1 << 15;
 
-// Reads a container's items and what is next to them.
+// Reads a container's items and the places next to them.
 void readItems(const contentcoding::JsonContainer& container, LogBase& log) {
     for (int i = -1; i <= container.get_Size(); ++i) {
         const int type = container.TypeAt(i);
@@ -23,6 +23,7 @@ void readItems(const contentcoding::JsonContainer& container, LogBase& log) {
         }
         XString text;
         const bool scalar = container.StringAt(i, text);
+        expect(!scalar || text.view() == container.valueView(i));
         expect(scalar == (type != contentcoding::kJsonNone && type != contentcoding::kJsonObject &&
                           type != contentcoding::kJsonArray));
     }
@@ -44,6 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const bool loaded = document->loadJson(json, log);
     expect(loaded == !document->fault().expected);
     expect(loaded || (document->fault().line > 0 && document->fault().column > 0));
+    expect(document->fault().offset <= text.size());
     expect(loaded || document->get_Size() == 0);
     readItems(*document, log);
     found.take(document->objectOf(path.chars(), log));

@@ -1,12 +1,12 @@
 #include "support/Json.h"
 
 #include "support/CharsetForms.h"
+#include "support/JsonItem.h"
 
 #ifdef __SSE2__
 #define RAPIDJSON_SSE2
 #endif
-// Under a name of its own, so that a program that has the same library with other settings gets
-// its own.
+// In a namespace of our own, so that a program may use the same library with other settings.
 #define RAPIDJSON_NAMESPACE contentcoding_rapidjson
 #define RAPIDJSON_NAMESPACE_BEGIN namespace contentcoding_rapidjson {
 #define RAPIDJSON_NAMESPACE_END }
@@ -23,18 +23,6 @@ namespace json = contentcoding_rapidjson;
 
 namespace contentcoding {
 
-struct JsonItem {
-    const char* name;  // NUL-terminated
-    union {
-        const char* text;       // of a scalar: `textSize` bytes
-        JsonContainer* nested;  // of an object or an array
-    };
-    unsigned int textSize;
-    JsonType type;
-
-    bool isScalar() const { return type != kJsonNone && type != kJsonObject && type != kJsonArray; }
-};
-
 namespace {
 
 constexpr const char* kSurrogatePair = "surrogates in pairs";
@@ -48,7 +36,7 @@ std::string_view takeName(std::string_view& path) {
     return name;
 }
 
-// Takes an index and "]" off the front of a path; -1, which no item has, when they are not there.
+// Takes an index and "]" off the front of a path; -1, which no item has, if they are not there.
 int takeIndex(std::string_view& path) {
     int index = -1;
     const char* const start = path.data();
@@ -91,9 +79,9 @@ const JsonItem& JsonContainer::itemAtPath(std::string_view path) const {
 
 int JsonContainer::TypeAt(int index) const { return itemAt(index).type; }
 
-std::string_view JsonContainer::textAt(int index) const {
+std::string_view JsonContainer::valueView(int index) const {
     const JsonItem& item = itemAt(index);
-    return item.isScalar() ? std::string_view(item.text, item.textSize) : "";
+    return item.isScalar() ? item.value() : "";
 }
 
 bool JsonContainer::StringAt(int index, XString& value) const {
@@ -115,13 +103,13 @@ ClsJsonArray* JsonContainer::ArrayAt(int index) const {
     return static_cast<ClsJsonArray*>(item.nested);
 }
 
-// The memory of a document: its text, and blocks from which the items and containers are cut. They
-// need no destruction.
+// The memory of a document: its text, and blocks from which the items and containers are cut.
+// Items and containers are never destroyed one by one.
 class JsonDocument final : public RefCountedObject {
 public:
     static JsonDocument* create() { return new (std::nothrow) JsonDocument; }
 
-    // The memory for a text; to be called once. Null when memory is short.
+    // The memory for a text; call it once. Null when memory is short.
     char* makeText(std::size_t n) {
         m_text.reset(new (std::nothrow) char[n]);
         return m_text.get();
@@ -150,7 +138,7 @@ private:
         }
     }
 
-    // Blocks grow, so that small documents take little, and large ones few.
+    // Blocks grow, so that a small document takes little memory, and a large one few blocks.
     bool addBlock(std::size_t needed) {
         const std::size_t n = std::max(needed, m_blockSize);
         char* const bytes = new (std::nothrow) char[sizeof(Block) + n];
@@ -169,13 +157,13 @@ private:
     std::size_t m_blockSize = kSmallestBlock;
 };
 
-// Makes containers of what the parser tells. Items wait on a stack until the object or array that
+// Builds containers from parser events. Items wait on a stack until the object or array that
 // they are in is complete.
 class JsonBuilder : public json::BaseReaderHandler<json::UTF8<>, JsonBuilder> {
 public:
     static constexpr std::size_t kMaxDepth = 1000;
 
-    // Without "\\u" in the text its strings need no look at their characters.
+    // Without "\\u" in the text its strings need not be checked.
     JsonBuilder(JsonDocument& document, bool hasUnicodeEscapes)
         : m_document(document), m_hasUnicodeEscapes(hasUnicodeEscapes) {}
 
@@ -183,11 +171,11 @@ public:
     const JsonContainer& root() const { return *m_root; }
 
     // Why the builder stopped the parser: what was expected, or null when memory was short; and the
-    // text at fault, or null when the place is where the parser stands.
+    // text at fault, or null when the fault is where the parser stopped.
     const char* expected() const { return m_expected; }
     const char* badText() const { return m_badText; }
 
-    // ---- What the parser calls; false stops it ----
+    // ---- Called by the parser; false stops it ----
 
     bool Key(const char* name, unsigned int size, bool) {
         if (!isWellFormed(name, size) || !push({name, {""}, 0, kJsonNone})) return false;
@@ -226,13 +214,13 @@ private:
 
     bool push(const JsonItem& item) { return m_stack.append(&item, sizeof item); }
 
-    // The item that the next value belongs to: the one with its name, or else a new one.
+    // The item for the next value: the last one if it has only its name yet, else a new one.
     JsonItem* nextItem() {
         if (!std::exchange(m_isNamed, false) && !push(kNoItem)) return nullptr;
         return itemsFrom(itemCount() - 1);
     }
 
-    // The parser joins surrogates that are escaped in pairs, and lets a second half alone pass.
+    // The parser joins escaped surrogate pairs, but lets a lone second half pass.
     bool isWellFormed(const char* text, unsigned int size) {
         if (!m_hasUnicodeEscapes) return true;
         const std::string_view all(text, size);
@@ -263,7 +251,7 @@ private:
         return nextItem() != nullptr;
     }
 
-    // The last `count` items become a container, which the one before them takes for its value.
+    // Makes a container of the last `count` items, as the value of the item before them.
     template <class Container>
     bool end(JsonType type, unsigned int count) {
         void* const room = m_document.allocate(sizeof(Container));
@@ -346,8 +334,8 @@ constexpr std::size_t kMaxDigitRun = 100'000'000;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-// The start of the first run of kMaxDigitRun digits; npos when there is none. A run covers every
-// place that is so far from the start, or from the end of the run before.
+// The start of the first run of kMaxDigitRun digits; npos when there is none. Of places that are
+// kMaxDigitRun apart, such a run covers one, so only these are looked at.
 std::size_t findDigitRun(std::string_view text) {
     for (std::size_t at = kMaxDigitRun - 1; at < text.size();) {
         std::size_t start = at + 1;
@@ -392,11 +380,11 @@ std::size_t findIllFormed(std::string_view text) {
 
 struct Place {
     std::size_t offset = 0;
-    const char* expected = nullptr;  // null where nothing is wrong, or memory was short
+    const char* expected = nullptr;  // null when nothing is wrong, or memory was short
 };
 
-// Has the builder build the document from the text at `text`, which is changed; it ends at its
-// first NUL. False when that fails; `place` is then the fault, and else the end of the text.
+// Parses the text at `text`, up to its first NUL, into the builder; the text is overwritten. False
+// when that fails; `place` is then the fault, and otherwise where the document ends.
 bool parse(char* text, JsonBuilder& builder, Place& place) {
     ParserStack stack;
     json::GenericReader<json::UTF8<>, json::UTF8<>, ParserStack> reader(&stack,
@@ -416,8 +404,8 @@ bool parse(char* text, JsonBuilder& builder, Place& place) {
     return !result.IsError();
 }
 
-// Makes the document that the text is; null when that fails. The caller holds the only reference.
-// `root` is set to the container that is the whole document, and a part of it.
+// Makes a document of the text; null when that fails. The caller holds the only reference.
+// `root` is set to the outermost container, which is a part of the document.
 JsonDocument* makeDocument(std::string_view text, const JsonContainer*& root, Place& fault) {
     const std::size_t start = std::min(text.find_first_not_of(" \t\r\n"), text.size());
     const std::size_t digits = findDigitRun(text);
@@ -452,9 +440,7 @@ JsonDocument* makeDocument(std::string_view text, const JsonContainer*& root, Pl
 }
 
 JsonFault faultAt(std::string_view text, const Place& place) {
-    JsonFault fault;
-    fault.expected = place.expected;
-    fault.line = fault.column = 1;
+    JsonFault fault{1, 1, place.offset, place.expected};
     for (std::size_t i = 0; i < place.offset; ++i) {
         const bool lineEnd = text[i] == '\n' || (text[i] == '\r' && text.substr(i + 1, 1) != "\n");
         if (lineEnd) {
@@ -483,11 +469,17 @@ ClsJsonObject::~ClsJsonObject() = default;
 ClsJsonObject* ClsJsonObject::createNewCls() { return new (std::nothrow) ClsJsonObject; }
 
 bool ClsJsonObject::loadJson(const DataBuffer& json, LogBase& log) {
+    return loadJson({reinterpret_cast<const char*>(json.getData2()), json.getSize()}, log);
+}
+
+bool ClsJsonObject::loadJson(std::string_view json, LogBase& log) {
     if (isPart()) return false;
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    std::string_view text(reinterpret_cast<const char*>(json.getData2()), json.getSize());
-    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
     m_fault = {};
+    // The parser counts the bytes of strings and numbers in 32 bits.
+    if (std::uint64_t{json.size()} > 0xFFFFFFFF) return false;
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    std::string_view text = json;
+    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
     contentcoding::Place fault;
     const contentcoding::JsonContainer* root = nullptr;
     if (RefCountedObject* const document = contentcoding::makeDocument(text, root, fault)) {
@@ -497,6 +489,7 @@ bool ClsJsonObject::loadJson(const DataBuffer& json, LogBase& log) {
     }
     if (!fault.expected) return false;
     m_fault = contentcoding::faultAt(text, fault);
+    m_fault.offset += json.size() - text.size();
     log.LogError("The text is no JSON document.");
     contentcoding::logNumber(log, "line", m_fault.line);
     contentcoding::logNumber(log, "column", m_fault.column);
@@ -504,7 +497,7 @@ bool ClsJsonObject::loadJson(const DataBuffer& json, LogBase& log) {
     return false;
 }
 
-std::string_view ClsJsonObject::nameAt(int index) const { return itemAt(index).name; }
+std::string_view ClsJsonObject::nameView(int index) const { return itemAt(index).name; }
 
 bool ClsJsonObject::NameAt(int index, XString& name) const {
     const contentcoding::JsonItem& item = itemAt(index);

@@ -15,7 +15,7 @@ public:
 
     void incRefCount() { counted().m_references.fetch_add(1, std::memory_order_relaxed); }
 
-    // The object must not be used afterwards, unless through another reference.
+    // Afterwards the object must not be used, except through another reference.
     void decRefCount();
 
     unsigned int getRefCount() { return counted().m_references.load(std::memory_order_relaxed); }
@@ -31,7 +31,7 @@ private:
     RefCountedObject& counted() { return m_whole ? *m_whole : *this; }
 
     std::atomic<unsigned int> m_references{1};
-    RefCountedObject* m_whole = nullptr;  // which is no part itself
+    RefCountedObject* m_whole = nullptr;  // which is not a part itself
 };
 
 // Gives one reference back when it goes out of scope. It is made empty; take() hands it an object
@@ -43,7 +43,7 @@ public:
     RefCountedObjectOwner(const RefCountedObjectOwner&) = delete;
     RefCountedObjectOwner& operator=(const RefCountedObjectOwner&) = delete;
 
-    // What was held before is given back.
+    // Gives back the reference that was held before.
     void take(RefCountedObject * object) {
         if (RefCountedObject* const held = std::exchange(m_object, object)) held->decRefCount();
     }

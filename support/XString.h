@@ -7,15 +7,16 @@
 
 // A text of Unicode characters, kept as UTF-8.
 //
-// It ends at its first U+0000, as NUL-terminated text does. Bytes that are no UTF-8 are kept as
-// they are. Null given as a text counts as empty, but is contained in nothing. An operation that
-// returns false found no memory and left the text as it was.
+// It ends at its first U+0000, as NUL-terminated text does. Bytes that are not UTF-8 are kept as
+// they are. Null given as a text counts as empty, but nothing contains it. An operation that
+// returns false ran out of memory and left the text as it was; containsSubstringUtf8() only
+// answers a question.
 class [[gnu::visibility("default")]] XString {
 public:
     XString() = default;
 
     // Copies are empty when memory is short.
-    XString(const XString& other) { setFromUtf8(other.getUtf8()); }
+    XString(const XString& other) { static_cast<void>(setFromUtf8(other.getUtf8())); }
     XString& operator=(const XString& other) {
         if (this != &other) *this = XString(other);
         return *this;
@@ -33,23 +34,23 @@ public:
     bool isEmpty() const { return m_storage.size() == 0; }
 
     // Replaces the text. It must not be a part of the present one.
-    bool setFromUtf8(const char* text) { return setFromUtf8N(text, zqStrLen(text)); }
+    [[nodiscard]] bool setFromUtf8(const char* text) { return setFromUtf8N(text, zqStrLen(text)); }
 
     // The same for the first `n` bytes of `text`, none of which is NUL.
-    bool setFromUtf8N(const char* text, unsigned int n);
+    [[nodiscard]] bool setFromUtf8N(const char* text, unsigned int n);
 
     // Turns every character into its simple upper-case form, a single character, whatever the
     // locale: "ß" stays, "i" becomes "I".
     //   source   the Unicode Standard, section 4.2 (simple case mapping)
-    bool toUpperCase();
+    [[nodiscard]] bool toUpperCase();
 
     // Whether `text` occurs. The empty text does.
-    bool containsSubstringUtf8(const char* text) const;
+    [[nodiscard]] bool containsSubstringUtf8(const char* text) const;
 
     // Replaces every occurrence of `text`, from the left, by `by`, which is not searched again.
     // With `ignoreCase` the letters "A" to "Z" count as equal to "a" to "z". The empty text is
     // replaced nowhere.
-    bool replaceAllOccurancesUtf8(const char* text, const char* by, bool ignoreCase);
+    [[nodiscard]] bool replaceAllOccurancesUtf8(const char* text, const char* by, bool ignoreCase);
 
 private:
     void adopt(contentcoding::ByteStorage & text);

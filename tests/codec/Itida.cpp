@@ -1,7 +1,13 @@
+#include "codec/Itida.h"
+
+#include <pthread.h>
+
 #include <fstream>
 #include <iterator>
 
 #include "tests/TestSupport.h"
+
+using contentcoding::CanonicalStatus, contentcoding::WrittenName;
 
 namespace {
 
@@ -15,9 +21,71 @@ struct ItidaCase {
     std::string json;
     std::string canonical;  // or the text that is logged
     const char* options = "";
+    std::string fault = "";  // of a text that has no form: its status and place
 };
 
-class Itida : public testing::TestWithParam<ItidaCase> {};
+// What a failed test prints of a row.
+void PrintTo(const ItidaCase& c, std::ostream* out) { *out << c.name; }
+
+class Itida : public testing::TestWithParam<ItidaCase> {
+protected:
+    // The form within a limit, or the status and the place of the fault.
+    static std::string formWithin(std::uint64_t maxSize) {
+        const ItidaCase& c = GetParam();
+        const bool first = StringBuffer(c.options).containsSubstringNoCase("ItidaCanonFirstDoc");
+        DataBuffer out;
+        out.appendStr("earlier");
+        const auto [status, fault] =
+            contentcoding::canonicalizeItida(c.json, {first, maxSize}, out);
+        if (status == CanonicalStatus::kOk) return str(out);
+        return std::to_string(static_cast<int>(status)) + " at " + std::to_string(fault.offset) +
+               str(out);
+    }
+};
+
+// Counts what a walk hands over.
+struct CountingVisitor {
+    std::size_t tokens = 0, bytes = 0;
+
+    WrittenName name(std::string_view text) {
+        value(text);
+        return {0, text.size() + 2};
+    }
+    bool again(const WrittenName&) { return ++tokens > 0; }
+    bool value(std::string_view text) {
+        bytes += text.size();
+        return ++tokens > 0;
+    }
+};
+
+// The bytes of a thread's stack that canonicalizing takes, by what is left of a pattern.
+std::size_t stackFor(const std::string& json) {
+    constexpr std::size_t kSize = 1 << 19;
+    const std::unique_ptr<char[]> stack(new char[kSize]);
+    std::memset(stack.get(), 'S', kSize);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    EXPECT_EQ(pthread_attr_setstack(&attributes, stack.get(), kSize), 0);
+    const auto run = [](void* text) -> void* {
+        DataBuffer out;
+        if (text) {
+            EXPECT_EQ(
+                contentcoding::canonicalizeItida(*static_cast<std::string*>(text), {}, out).status,
+                CanonicalStatus::kOk);
+        }
+        return nullptr;
+    };
+    const auto usedFor = [&](std::string* text) {
+        pthread_t thread{};
+        EXPECT_EQ(pthread_create(&thread, &attributes, run, text), 0);
+        pthread_join(thread, nullptr);
+        return kSize - std::string_view(stack.get(), kSize).find_first_not_of('S');
+    };
+    std::string text = json;
+    const std::size_t forThread = usedFor(nullptr), all = usedFor(&text);
+    pthread_attr_destroy(&attributes);
+    return all - forThread;
+}
 
 }  // namespace
 
@@ -31,6 +99,57 @@ TEST_P(Itida, Canonicalizes) {
     const bool ok = ContentCoding::canonicalizeItida(json, out, log);
     EXPECT_EQ(ok, log.text().getSize() == 0);
     EXPECT_EQ(str(out) + str(log.text()), c.canonical);
+}
+
+// The size that was computed is the one that is written: it passes, and one byte less does not.
+TEST_P(Itida, NeedsNoMoreThanTheSizeOfTheForm) {
+    const ItidaCase& c = GetParam();
+    if (c.fault.empty()) {
+        EXPECT_EQ(formWithin(c.canonical.size()), c.canonical);
+        if (c.canonical.empty()) return;
+        EXPECT_EQ(formWithin(c.canonical.size() - 1), "3 at 0");
+    } else {
+        EXPECT_EQ(formWithin(0), c.fault);
+    }
+}
+
+// The name stands before each element: 186 KB make 4.3 GB.
+TEST(ItidaForm, LooksOnceAtWhatStandsOftenInTheForm) {
+    const std::string json = "{\"" + x(90'000) + "\":[1" + x(48'000, ",1") + "]}";
+    contentcoding::ItidaForm form;
+    ASSERT_EQ(form.load(json), CanonicalStatus::kOk);
+    EXPECT_EQ(form.measure(~0ull), CanonicalStatus::kOk);
+    EXPECT_EQ(form.size(), 90'002 + 48'001 * (90'002 + 3ull));
+    EXPECT_EQ(form.measure(form.size() - 1), CanonicalStatus::kTooLarge);
+
+    ClsJsonObject* const document = ClsJsonObject::createNewCls();
+    RefCountedObjectOwner owner;
+    owner.take(document);
+    LogNull log;
+    ASSERT_TRUE(document->loadJson(json, log));
+    CountingVisitor visitor;
+    contentcoding::OpenContainers open;
+    EXPECT_TRUE(contentcoding::walkItida(*document, open, visitor));
+    EXPECT_EQ(visitor.bytes, 90'000 + 48'001u);
+    EXPECT_EQ(visitor.tokens, 1 + 2 * 48'001u);
+
+    DataBuffer out;
+    EXPECT_EQ(contentcoding::canonicalizeItida(json, {}, out).status, CanonicalStatus::kTooLarge);
+    EXPECT_EQ(out.getData2(), nullptr);  // nothing was allocated
+}
+
+// The parser keeps 8 KB there, whatever the document. Sanitizers, and builds
+// without optimisation, make larger frames.
+TEST(ItidaForm, TakesLittleStackHoweverDeepTheDocumentIs) {
+#if defined(__OPTIMIZE__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) && \
+    !defined(__SANITIZE_THREAD__)
+    constexpr std::size_t kMost = 16 << 10;
+#else
+    constexpr std::size_t kMost = 64 << 10;
+#endif
+    const std::size_t deep = stackFor(x(499, "{\"a\":[") + "{\"a\": [1]}" + x(499, "]}"));
+    EXPECT_LE(deep, kMost);
+    EXPECT_LE(deep, stackFor("{\"a\": {\"b\": [1]}}") + 1024);
 }
 
 const std::string kTwo = R"({"documents": [{"a": "1"}, {"a": "2"}]})";
@@ -53,17 +172,21 @@ INSTANTIATE_TEST_SUITE_P(
                   R"("A""A""true""A""false""A""null""A""-0""A""1.00""A""1E+05")"},
         ItidaCase{"UpperCase", R"({"aé\u0131ßﬁ": "aé", "A": 1, "a": 2})",
                   R"("AÉIßﬁ""aé""A""1""A""2")"},
+        ItidaCase{"LongerInUpperCase", R"({"\u0250": [1, [2], {"\u0251": [3]}]})",
+                  R"("Ɐ""Ɐ""1""Ɐ""2""Ɐ""Ɑ""Ɑ""3")"},
         ItidaCase{"AllDocuments", kTwo, R"("DOCUMENTS""DOCUMENTS""A""1""DOCUMENTS""A""2")"},
         ItidaCase{"FirstDocument", kTwo, R"("A""1")", "Quick,itidacanonFIRSTDOC;Other"},
+        ItidaCase{"OtherOption", kTwo, R"("DOCUMENTS""DOCUMENTS""A""1""DOCUMENTS""A""2")", "Quick"},
         ItidaCase{"NoDocuments", R"({"a": [1]})", R"("A""A""1")", "ItidaCanonFirstDoc"},
         ItidaCase{"LaterDocuments", R"({"documents": {}, "documents": [{}]})",
-                  "Failed to load ITIDA JSON (2)\n", "ItidaCanonFirstDoc"},
-        ItidaCase{"FirstIsNoObject", R"({"documents": ["a", {}]})",
-                  "Failed to load ITIDA JSON (2)\n", "ItidaCanonFirstDoc"},
+                  "Failed to load ITIDA JSON (2)\n", "ItidaCanonFirstDoc", "2 at 0"},
+        ItidaCase{"FirstIsNotAnObject", R"({"documents": ["a", {}]})",
+                  "Failed to load ITIDA JSON (2)\n", "ItidaCanonFirstDoc", "2 at 0"},
         ItidaCase{"NoFirst", R"({"documents": []})", "Failed to load ITIDA JSON (2)\n",
-                  "ItidaCanonFirstDoc"},
-        ItidaCase{"NoObject", "[]", "Failed to load ITIDA JSON (1)\n"},
-        ItidaCase{"NoJson", "{\"a\": 1", "Failed to load ITIDA JSON (1)\n", "ItidaCanonFirstDoc"},
+                  "ItidaCanonFirstDoc", "2 at 0"},
+        ItidaCase{"NoObject", "\xEF\xBB\xBF []", "Failed to load ITIDA JSON (1)\n", "", "1 at 4"},
+        ItidaCase{"NoJson", "{\"é\":\r\n 1", "Failed to load ITIDA JSON (1)\n",
+                  "ItidaCanonFirstDoc", "1 at 10"},
         ItidaCase{"Invoice", fileText("invoice.json"), fileText("invoice.canonical")},
         ItidaCase{"Deepest", x(999, "{\"a\":") + "{}" + x(999, "}"), x(999, "\"A\"")}),
     byName<ItidaCase>);

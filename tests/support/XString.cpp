@@ -16,7 +16,7 @@ TEST(XString, HoldsAText) {
         EXPECT_EQ(text.isEmpty(), held.empty());
     }
     for (const std::string& held : {"abc"s, x(40), ""s}) {
-        text.setFromUtf8(held.c_str());
+        ASSERT_TRUE(text.setFromUtf8(held.c_str()));
         const XString copy(text);
         XString assigned;
         assigned = text;
@@ -42,7 +42,7 @@ TEST(XString, TurnsToUpperCaseByCharacter) {
     };
     for (const auto& c : cases) {
         XString text;
-        text.setFromUtf8(c.text.c_str());
+        ASSERT_TRUE(text.setFromUtf8(c.text.c_str()));
         EXPECT_TRUE(text.toUpperCase());
         EXPECT_EQ(str(text), c.upper);
         EXPECT_STREQ(text.getUtf8(), c.upper.c_str());
@@ -68,7 +68,7 @@ TEST(XString, ReplacesEveryOccurrence) {
     };
     for (const auto& c : cases) {
         XString text;
-        text.setFromUtf8(c.text);
+        ASSERT_TRUE(text.setFromUtf8(c.text));
         EXPECT_TRUE(text.replaceAllOccurancesUtf8(c.what, c.by, c.ignoreCase));
         EXPECT_STREQ(text.getUtf8(), c.result) << c.text;
     }
@@ -78,7 +78,7 @@ TEST(XString, FindsAText) {
     XString text;
     EXPECT_TRUE(text.containsSubstringUtf8(""));
     EXPECT_FALSE(text.containsSubstringUtf8(nullptr));
-    text.setFromUtf8("aéb");
+    ASSERT_TRUE(text.setFromUtf8("aéb"));
     EXPECT_TRUE(text.containsSubstringUtf8("éb"));
     EXPECT_FALSE(text.containsSubstringUtf8("EB"));
 }

@@ -112,9 +112,24 @@ printf '{"documents": [{"a": 1.50}, {}]}\n' >invoice
 "$tool" itida --first-document <invoice -o out && printf '"A""1.50"' | cmp - out || fail "first document"
 printf '{\n  "documents": [1]}' >bad
 status 1 "no first document" "$tool" itida --first-document bad -o none &&
-    says 'bad: no object is first in "documents": Failed to load ITIDA JSON (2)'
+    says 'bad: the first element of "documents" is missing or not an object'
 printf '{\n  "a": [1 2]}' >bad
-status 1 "no JSON" "$tool" itida bad -o none && says 'bad:2:11: expected "," or "]": Failed to load ITIDA JSON (1)'
+status 1 "not JSON" "$tool" itida bad -o none && says 'bad:2:11: expected "," or "]"'
+# 186 KB that would make 4 GB, and a form at its limit.
+{ printf '{"%090000d":[1' 0 && head -c 48000 /dev/zero | sed 's/\x0/,1/g' && printf ']}'; } >hostile
+while read -r limit option; do
+    # shellcheck disable=SC2086
+    status 1 "a form over $limit" "$tool" itida $option hostile -o none &&
+        says "hostile: the canonical form would be longer than $limit bytes (see --max-output)"
+done <<'END'
+268435456
+67108864 --max-output 64M
+92160 --max-output=90K
+0 --max-output 0
+4294967295 --max-output 4GiB
+END
+status 0 "a form at its limit" "$tool" itida invoice --max-output 42
+status 1 "a form over its limit" "$tool" itida invoice --max-output 41 -o none
 
 cp in kept && "$tool" encode base64 kept -o kept && base64 -d -i kept | cmp - in || fail "in place"
 ln -s target link && "$tool" encode base64 in -o link
@@ -137,7 +152,8 @@ status 0 "version" "$tool" --version
 status 0 "formats" "$tool" formats
 grep -q '^base64' out || fail "formats lists base64"
 for wrong in "" "encode" "encode nothing" "encode base64 --wrap 9" "encode base64 --break cr" \
-    "encode base64 --url --wrap 80" "encode base64 --break none --wrap 80" "encode base64 a b" "formats x" "encode qp --wrap 9" "header" "header encode --fold --each-line"; do
+    "encode base64 --url --wrap 80" "encode base64 --break none --wrap 80" "encode base64 a b" "formats x" "encode qp --wrap 9" "header" "header encode --fold --each-line" \
+    "itida --max-output -1" "itida --max-output 5G" "itida --max-output 1X" "itida --max-output"; do
     # shellcheck disable=SC2086
     status 2 "usage: $wrong" "$tool" $wrong
     [ -s err ] || fail "a message for: $wrong"

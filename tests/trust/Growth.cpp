@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <functional>
 
+#include "codec/Itida.h"
 #include "support/Charset.h"
 #include "tests/TestSupport.h"
 
@@ -90,6 +91,14 @@ void canonicalize(const std::string& text) {
     CC::canonicalizeItida(json, out, log);
 }
 
+// What it takes to know the size of a form, which may be far larger than the document.
+void measureForm(const std::string& text) {
+    contentcoding::ItidaForm form;
+    if (form.load(text) != contentcoding::CanonicalStatus::kOk ||
+        form.measure(~std::uint64_t{0}) != contentcoding::CanonicalStatus::kOk)
+        std::abort();
+}
+
 void convert(const std::string& text) {
     DataBuffer out;
     LogNull log;
@@ -136,6 +145,8 @@ const Case kCases[] = {
      canonicalize},
     {"json-digits", [](std::size_t n) { return "{\"a\":0." + std::string(n, '1') + "}"; },
      canonicalize},
+    {"json-array-name",
+     [](std::size_t n) { return "{\"" + x(n / 2) + "\":[" + x(n / 4, "1,") + "1]}"; }, measureForm},
 };
 
 }  // namespace
