@@ -8,8 +8,27 @@ set(package ${CMAKE_INSTALL_LIBDIR}/cmake/ContentCoding)
 install(TARGETS contentcoding EXPORT ContentCodingTargets
     FILE_SET HEADERS DESTINATION ${headers})
 install(EXPORT ContentCodingTargets NAMESPACE ContentCoding:: DESTINATION ${package})
+
+# They are built with the paths that they have once installed: a path that CMake has to change when it
+# installs ends with an empty entry, which the loader takes for the current folder.
+set(installed contentcoding)
 if(CONTENTCODING_BUILD_TOOL)
     install(TARGETS contentcode)
+    list(APPEND installed contentcode)
+endif()
+set_target_properties(${installed} PROPERTIES
+    BUILD_WITH_INSTALL_RPATH ON
+    INSTALL_RPATH_USE_LINK_PATH ON)
+if(CONTENTCODING_BUILD_TOOL AND BUILD_SHARED_LIBS)
+    file(RELATIVE_PATH library_folder ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set(library_path ${CMAKE_INSTALL_FULL_LIBDIR})
+    # The tool finds a library beside it, installed (and moved) as in the build tree.
+    if(library_folder MATCHES "^\\.\\./[^.]")
+        set(library_path "$ORIGIN/${library_folder}")
+        set_target_properties(contentcoding PROPERTIES
+            LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tool/${library_folder})
+    endif()
+    set_property(TARGET contentcode APPEND PROPERTY INSTALL_RPATH "${library_path}")
 endif()
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/ContentCodingConfig.cmake.in
@@ -21,8 +40,19 @@ install(FILES
     ${PROJECT_BINARY_DIR}/ContentCodingConfigVersion.cmake
     DESTINATION ${package})
 
-# Relative to the file itself, so that an installed tree can be moved.
-file(RELATIVE_PATH prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+# Relative to the file itself, so that an installed tree can be moved; a folder that was asked for by
+# its absolute path stays there.
+set(pkgconfig_libdir ${CMAKE_INSTALL_FULL_LIBDIR})
+set(pkgconfig_prefix ${CMAKE_INSTALL_PREFIX})
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(pkgconfig_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+    file(RELATIVE_PATH pkgconfig_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+    string(PREPEND pkgconfig_prefix "\${pcfiledir}/")
+endif()
+set(pkgconfig_includedir ${headers})
+if(NOT IS_ABSOLUTE "${headers}")
+    set(pkgconfig_includedir "\${prefix}/${headers}")
+endif()
 # A static library passes on what it needs; a shared one has found it already.
 if(BUILD_SHARED_LIBS)
     set(pkgconfig_requires "Requires.private: icu-uc")
