@@ -135,12 +135,13 @@ Transfer escapeAll(const unsigned char* bytes, std::size_t n, const EscapeRules&
     if (left == 0 || left >= kBlock + kAhead<kCrlfAware> || room - done.written < kEscapeRoom)
         return done;
     // Spaces and tabs are escaped before a line end as at the end of the text, so CR LF is the pad.
-    constexpr unsigned short kPad = kCrlfAware ? 0x0A0D : 0x4141;
+    constexpr unsigned char kLetter = 'A';
+    constexpr unsigned short kPad = kCrlfAware ? '\n' << 8 | '\r' : kLetter << 8 | kLetter;
     const PaddedTail tail = padTail(bytes + done.read, left, kPad);
     const Transfer more = escapeBlocks<kCrlfAware>(tail.bytes, paddedSize(left, kAhead<kCrlfAware>),
                                                    rules, text + done.written, room - done.written);
     if (more.read < left) return done;  // there was no room
-    const bool padIsKept = kCrlfAware || rules.kept.contains['A'] || rules.replaced == 'A';
+    const bool padIsKept = kCrlfAware || rules.kept.contains[kLetter] || rules.replaced == kLetter;
     const std::size_t pads = more.read - left;
     return {n, done.written + more.written - pads * (padIsKept ? 1 : kEscapeChars)};
 }

@@ -240,12 +240,13 @@ Transfer unescapeAll(const char* text, std::size_t n, const UnescapeRules& rules
     // Blocks that start with one of the characters left write less than a block of pads after them,
     // which may be past the room.
     static_assert(kOverwrite >= kBlock);
-    const PaddedTail tail = padTail(text + done.read, left, 0x2020);
+    constexpr unsigned char kPad = ' ';
+    const PaddedTail tail = padTail(text + done.read, left, kPad << 8 | kPad);
     const Transfer more = unescapeBlocks<kCrlfAware>(
         reinterpret_cast<const char*>(tail.bytes), paddedSize(left, kAhead), rules,
         bytes + done.written, sizeof tail.bytes, stopped);
     const std::size_t pads = more.read > left ? more.read - left : 0;
-    const bool padIsKept = rules.kept.contains[' '] || rules.replaced == ' ';
+    const bool padIsKept = rules.kept.contains[kPad] || rules.replaced == kPad;
     return {done.read + more.read - pads, done.written + more.written - (padIsKept ? pads : 0)};
 }
 
