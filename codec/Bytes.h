@@ -6,7 +6,7 @@
 
 #include "codec/kernels/Kernels.h"
 
-// Private: numbers in bytes, classes of bytes, and the scanner for runs of one class.
+// Private: numbers in bytes, and the scanner for runs of bytes of one class.
 
 namespace contentcoding {
 
@@ -18,10 +18,10 @@ inline std::uint64_t loadBigEndian(const unsigned char* p, unsigned int n) {
     return value;
 }
 
-// How many of the `n` bytes from `p` on belong to the class before the first that does not. What
-// follows that one is not looked at, and need not exist.
-inline std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is) {
-    return n > 0 && is[*p] ? kernels().runLength(p, n, is) : 0;
+// How many of the `n` bytes from `p` on belong to the class before the first that does not. Reads
+// as Kernels::runLength does.
+inline std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& members) {
+    return n > 0 && members[*p] ? kernels().runLength(p, n, members) : 0;
 }
 
 }  // namespace contentcoding

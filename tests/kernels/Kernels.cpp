@@ -190,26 +190,26 @@ TEST_P(KernelTest, MeasuresRuns) {
         contentcoding::byteClass([](unsigned char) { return true; }),
         contentcoding::byteClass([](unsigned char) { return false; }),
     };
-    for (const auto& is : classes) {
-        std::string members, others;
+    for (const auto& members : classes) {
+        std::string inside, outside;
         for (unsigned int b = 0; b < 256; ++b)
-            (is.contains[b] ? members : others) += static_cast<char>(b);
+            (members.contains[b] ? inside : outside) += static_cast<char>(b);
         for (std::size_t n = 0; n <= kLongest; ++n) {
             std::string run;
-            for (std::size_t i = 0; i < n && !members.empty(); ++i)
-                run += members[(i * 7 + n) % members.size()];
+            for (std::size_t i = 0; i < n && !inside.empty(); ++i)
+                run += inside[(i * 7 + n) % inside.size()];
             const auto expectRun = [&](const std::string& text, std::size_t length) {
                 const auto call = [&](const unsigned char* in, unsigned char*) {
-                    ASSERT_EQ(GetParam()->runLength(in, length, is), run.size());
+                    ASSERT_EQ(GetParam()->runLength(in, length, members), run.size());
                 };
                 text.size() < length ? betweenGuards(text, 0, call) : everywhere(text, 0, call);
             };
             expectRun(run, run.size());
-            if (others.empty()) continue;
+            if (outside.empty()) continue;
             // No page need exist after one with a byte that ends the run.
             run.resize(std::min(run.size(), n / 2));
-            expectRun(run + others[n % others.size()], kLongest);
-            expectRun(run + others[n % others.size()] + run, run.size() * 2 + 1);
+            expectRun(run + outside[n % outside.size()], kLongest);
+            expectRun(run + outside[n % outside.size()] + run, run.size() * 2 + 1);
         }
     }
     for (std::size_t n = 0; n <= kLongest; ++n) {
@@ -230,8 +230,8 @@ TEST_P(KernelTest, MeasuresRuns) {
     // Each byte is told right.
     for (unsigned int b = 0; b < 256; ++b) {
         const auto byte = static_cast<unsigned char>(b);
-        for (const auto& is : classes)
-            EXPECT_EQ(GetParam()->runLength(&byte, 1, is), is.contains[b]) << b;
+        for (const auto& members : classes)
+            EXPECT_EQ(GetParam()->runLength(&byte, 1, members), members.contains[b]) << b;
     }
 }
 
@@ -253,42 +253,40 @@ std::string escapeOf(unsigned char b) {
     return text;
 }
 
-Unit escapedUnit(std::string_view left, const EscapeRules& escapes) {
+Unit escapedUnit(std::string_view left, const EscapeRules& rules) {
     const auto b = static_cast<unsigned char>(left[0]);
     const bool beforeEnd = left.size() == 1 || left.substr(1, 2) == "\r\n";
-    if (escapes.crlfAware && left.starts_with("\r\n")) return {2, "\r\n"};
-    if (b == escapes.replaced) return {1, std::string(1, static_cast<char>(escapes.replacement))};
-    const bool kept =
-        escapes.kept[b] && !(escapes.crlfAware && beforeEnd && (b == ' ' || b == '\t'));
+    if (rules.crlfAware && left.starts_with("\r\n")) return {2, "\r\n"};
+    if (b == rules.replaced) return {1, std::string(1, static_cast<char>(rules.replacement))};
+    const bool kept = rules.kept[b] && !(rules.crlfAware && beforeEnd && (b == ' ' || b == '\t'));
     return {1, kept ? std::string(1, left[0]) : escapeOf(b)};
 }
 
 bool isWhite(char c) { return (" \t\r\n"s).find(static_cast<char>(c & 0x7F)) != std::string::npos; }
 
-Unit unescapedUnit(std::string_view left, const UnescapeRules& unescapes) {
+Unit unescapedUnit(std::string_view left, const UnescapeRules& rules) {
     const std::string_view next = left.substr(1);
     const auto c = static_cast<unsigned char>(left[0]);
-    if ((c & unescapes.signMask) == '=') {
-        if (unescapes.crlfAware && next.starts_with("\r\n")) return {3, ""};
-        if (next.empty() || (unescapes.crlfAware && isWhite(next[0]))) return {};
+    if ((c & rules.signMask) == '=') {
+        if (rules.crlfAware && next.starts_with("\r\n")) return {3, ""};
+        if (next.empty() || (rules.crlfAware && isWhite(next[0]))) return {};
         std::string digits(next.substr(0, 2));
         for (char& digit : digits)
-            digit = static_cast<char>(digit & unescapes.digitMask);
+            digit = static_cast<char>(digit & rules.digitMask);
         if (digits.find_first_not_of("0123456789ABCDEFabcdef") != std::string::npos ||
             digits.size() < 2)
             return {1, std::string(1, left[0])};
         const auto value = static_cast<char>(std::stoi(digits, nullptr, 16));
-        const bool stops = (unescapes.stopsAtZero && value == 0) ||
-                           (unescapes.stopsAtEscapedFf && value == '\xFF' && next.size() > 2 &&
-                            (next[2] & 0x7F) == 'F');
+        const bool stops =
+            (rules.stopsAtZero && value == 0) || (rules.stopsAtEscapedFf && value == '\xFF' &&
+                                                  next.size() > 2 && (next[2] & 0x7F) == 'F');
         return stops ? Unit{} : Unit{3, std::string(1, value)};
     }
-    if (unescapes.crlfAware && left.starts_with("\r\n")) return {2, "\r\n"};
-    if (unescapes.crlfAware && isWhite(left[0]) && (c == '\n' || next.empty() || isWhite(next[0])))
+    if (rules.crlfAware && left.starts_with("\r\n")) return {2, "\r\n"};
+    if (rules.crlfAware && isWhite(left[0]) && (c == '\n' || next.empty() || isWhite(next[0])))
         return {};
-    if (c == unescapes.replaced)
-        return {1, std::string(1, static_cast<char>(unescapes.replacement))};
-    return {1, std::string(unescapes.kept[c] ? 1 : 0, left[0])};
+    if (c == rules.replaced) return {1, std::string(1, static_cast<char>(rules.replacement))};
+    return {1, std::string(rules.kept[c] ? 1 : 0, left[0])};
 }
 
 // Units up to where the coder stops or `room` is full. A coder does not look at what follows then.

@@ -11,11 +11,11 @@ void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Fo
                   char* text);
 Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes);
-std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& members);
 std::size_t lengthUntil(const unsigned char* p, std::size_t n, unsigned char a, unsigned char b);
-Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& escapes, char* text,
+Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& rules, char* text,
                 std::size_t room);
-Transfer unescape(const char* text, std::size_t n, const UnescapeRules& unescapes, char* bytes,
+Transfer unescape(const char* text, std::size_t n, const UnescapeRules& rules, char* bytes,
                   std::size_t room);
 void encodeBase32(const unsigned char* bytes, std::size_t groups, char* text);
 std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* bytes);

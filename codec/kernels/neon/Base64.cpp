@@ -16,8 +16,10 @@ uint8x16x4_t table64(const unsigned char* p) {
     return {{vld1q_u8(p), vld1q_u8(p + 16), vld1q_u8(p + 32), vld1q_u8(p + 48)}};
 }
 
-// The loads and stores part the bytes of sixteen groups, and put them together:
-//   aaaaaabb | bbbbcccc | ccdddddd  ->  00aaaaaa | 00bbbbbb | 00cccccc | 00dddddd
+// The load gives register i the byte i of each of sixteen groups, and the store does the reverse.
+// So every lane is a group of its own:
+//   val[0]     val[1]     val[2]          val[0]     val[1]     val[2]     val[3]
+//   aaaaaabb   bbbbcccc   ccdddddd   ->   00aaaaaa   00bbbbbb   00cccccc   00dddddd
 void encodeBlock(const unsigned char* bytes, const uint8x16x4_t& digits, char* text) {
     const uint8x16x3_t in = vld3q_u8(bytes);
     const uint8x16_t low6 = vdupq_n_u8(0x3F);
@@ -31,19 +33,20 @@ void encodeBlock(const unsigned char* bytes, const uint8x16x4_t& digits, char* t
     vst4q_u8(reinterpret_cast<unsigned char*>(text), out);
 }
 
-// The values of sixteen characters; those from 0x80 up are none.
-uint8x16_t valuesOf(uint8x16_t chars, const uint8x16x4_t& low, const uint8x16x4_t& high) {
+// The values of sixteen characters; for those from 0x80 up, which both look-ups leave alone,
+// kBase64Skipped.
+uint8x16_t valuesOfDigits(uint8x16_t chars, const uint8x16x4_t& low, const uint8x16x4_t& high) {
     const uint8x16_t skipped = vdupq_n_u8(kBase64Skipped);
     const uint8x16_t fromLow = vqtbx4q_u8(skipped, low, chars);
     return vqtbx4q_u8(fromLow, high, vsubq_u8(chars, vdupq_n_u8(64)));
 }
 
-// False, and nothing written, when one of the 64 characters is no digit.
+// False, and nothing written, if one of the 64 characters is not a digit.
 bool decodeBlock(const char* text, const uint8x16x4_t& low, const uint8x16x4_t& high,
                  unsigned char* bytes) {
     uint8x16x4_t in = vld4q_u8(reinterpret_cast<const unsigned char*>(text));
     for (uint8x16_t& chars : in.val)
-        chars = valuesOf(chars, low, high);
+        chars = valuesOfDigits(chars, low, high);
     const uint8x16_t all = vorrq_u8(vorrq_u8(in.val[0], in.val[1]), vorrq_u8(in.val[2], in.val[3]));
     if (vmaxvq_u8(all) > 63) return false;
     uint8x16x3_t out;
@@ -77,7 +80,8 @@ void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Fo
     }
 }
 
-// A character from 0x80 up may be a digit for a caller's table, which is left to the portable one.
+// In a caller's table a character from 0x80 up may be a digit; such tables go to the portable
+// kernel.
 Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes) {
     if (values.alphabet == Base64Values::kOther)
@@ -90,7 +94,7 @@ Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& value
             done.written += kBlockBytes;
             continue;
         }
-        // Up to the other character quantum by quantum, past it, and on to the next block.
+        // Quantum by quantum up to the foreign character, past it, and on to the next block.
         const Transfer some =
             scalar::decodeBase64(text + done.read, kBlockChars, values, bytes + done.written);
         const Transfer one =

@@ -3,7 +3,7 @@
 
 #include "codec/kernels/Kernels.h"
 
-// Private: the kernels for 64-bit ARM, where NEON is always there.
+// Private: the kernels for 64-bit ARM, which always has NEON.
 
 namespace contentcoding::neon {
 
@@ -11,7 +11,7 @@ void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Fo
                   char* text);
 Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes);
-std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& members);
 
 }  // namespace contentcoding::neon
 

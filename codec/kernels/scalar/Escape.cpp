@@ -7,8 +7,7 @@
 namespace contentcoding::scalar {
 namespace {
 
-constexpr unsigned int kEscapeChars = 3;
-constexpr bool isBlank(unsigned char b) { return b == ' ' || b == '\t'; }
+constexpr bool isSpaceOrTab(unsigned char b) { return b == ' ' || b == '\t'; }
 
 // By the low seven bits.
 constexpr bool isWhiteSpace(char c) {
@@ -20,21 +19,22 @@ bool startsLineEnd(const char* p, std::size_t left) {
     return left >= 2 && p[0] == '\r' && p[1] == '\n';
 }
 
-// Decodes what starts with "=" and goes on for `left` characters. Nothing read where to stop.
-Transfer unescapeOne(const char* p, std::size_t left, const UnescapeRules& unescapes, char* byte) {
+// Decodes what begins at a "=", `left` characters before the end. Reads nothing where the coder
+// stops.
+Transfer unescapeOne(const char* p, std::size_t left, const UnescapeRules& rules, char* byte) {
     if (left == 1) return {0, 0};
-    if (unescapes.crlfAware && startsLineEnd(p + 1, left - 1)) return {kEscapeChars, 0};
-    if (unescapes.crlfAware && isWhiteSpace(p[1])) return {0, 0};
+    if (rules.crlfAware && startsLineEnd(p + 1, left - 1)) return {kEscapeChars, 0};
+    if (rules.crlfAware && isWhiteSpace(p[1])) return {0, 0};
     *byte = *p;
     if (left < kEscapeChars) return {1, 1};
     const auto digitAt = [&](std::size_t i) {
-        return kHexDigitValue[static_cast<unsigned char>(p[i]) & unescapes.digitMask];
+        return kHexDigitValue[static_cast<unsigned char>(p[i]) & rules.digitMask];
     };
     const unsigned int high = digitAt(1), low = digitAt(2);
     if (high == kNoHexDigit || low == kNoHexDigit) return {1, 1};
     const unsigned int value = high << 4 | low;
-    if (value == 0 && unescapes.stopsAtZero) return {0, 0};
-    if (value == 0xFF && unescapes.stopsAtEscapedFf && left > kEscapeChars && (p[3] & 0x7F) == 'F')
+    if (value == 0 && rules.stopsAtZero) return {0, 0};
+    if (value == 0xFF && rules.stopsAtEscapedFf && left > kEscapeChars && (p[3] & 0x7F) == 'F')
         return {0, 0};
     *byte = static_cast<char>(value);
     return {kEscapeChars, 1};
@@ -42,25 +42,25 @@ Transfer unescapeOne(const char* p, std::size_t left, const UnescapeRules& unesc
 
 }  // namespace
 
-Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& escapes, char* text,
+Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& rules, char* text,
                 std::size_t room) {
     Transfer done{0, 0};
     while (done.read < n) {
         const unsigned char* const p = bytes + done.read;
         const std::size_t left = n - done.read, fits = room - done.written;
         char* const to = text + done.written;
-        const bool blankAtEnd =
-            escapes.crlfAware && isBlank(*p) &&
+        const bool isTrailing =
+            rules.crlfAware && isSpaceOrTab(*p) &&
             (left == 1 || startsLineEnd(reinterpret_cast<const char*>(p) + 1, left - 1));
-        if (escapes.kept[*p] && !blankAtEnd) {
+        if (rules.kept[*p] && !isTrailing) {
             if (fits < 1) break;
             *to = static_cast<char>(*p);
             ++done.written;
-        } else if (*p == escapes.replaced) {
+        } else if (*p == rules.replaced) {
             if (fits < 1) break;
-            *to = static_cast<char>(escapes.replacement);
+            *to = static_cast<char>(rules.replacement);
             ++done.written;
-        } else if (escapes.crlfAware && startsLineEnd(reinterpret_cast<const char*>(p), left)) {
+        } else if (rules.crlfAware && startsLineEnd(reinterpret_cast<const char*>(p), left)) {
             if (fits < 2) break;
             std::memcpy(to, p, 2);
             done.written += 2;
@@ -75,7 +75,7 @@ Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& es
     return done;
 }
 
-Transfer unescape(const char* text, std::size_t n, const UnescapeRules& unescapes, char* bytes,
+Transfer unescape(const char* text, std::size_t n, const UnescapeRules& rules, char* bytes,
                   std::size_t room) {
     Transfer done{0, 0};
     while (done.read < n && done.written < room) {
@@ -83,23 +83,23 @@ Transfer unescape(const char* text, std::size_t n, const UnescapeRules& unescape
         const std::size_t left = n - done.read;
         char* const to = bytes + done.written;
         const auto c = static_cast<unsigned char>(*p);
-        if ((c & unescapes.signMask) == '=') {
-            const Transfer one = unescapeOne(p, left, unescapes, to);
+        if ((c & rules.signMask) == '=') {
+            const Transfer one = unescapeOne(p, left, rules, to);
             if (one.read == 0) break;
             done.read += one.read;
             done.written += one.written;
-        } else if (unescapes.crlfAware && startsLineEnd(p, left)) {
+        } else if (rules.crlfAware && startsLineEnd(p, left)) {
             if (room - done.written < 2) break;
             std::memcpy(to, p, 2);
             done.read += 2;
             done.written += 2;
-        } else if (unescapes.crlfAware && isWhiteSpace(*p) &&
+        } else if (rules.crlfAware && isWhiteSpace(*p) &&
                    (*p == '\n' || left == 1 || isWhiteSpace(p[1]))) {
             break;
         } else {
-            const bool isReplaced = c == unescapes.replaced;
-            *to = isReplaced ? static_cast<char>(unescapes.replacement) : *p;
-            if (isReplaced || unescapes.kept[c]) ++done.written;
+            const bool isReplaced = c == rules.replaced;
+            *to = isReplaced ? static_cast<char>(rules.replacement) : *p;
+            if (isReplaced || rules.kept[c]) ++done.written;
             ++done.read;
         }
     }

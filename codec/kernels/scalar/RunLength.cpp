@@ -2,9 +2,9 @@
 
 namespace contentcoding::scalar {
 
-std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is) {
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& members) {
     std::size_t i = 0;
-    while (i < n && is.contains[p[i]])
+    while (i < n && members.contains[p[i]])
         ++i;
     return i;
 }

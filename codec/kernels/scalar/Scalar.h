@@ -3,7 +3,7 @@
 
 #include "codec/kernels/Kernels.h"
 
-// Private: the portable kernels, which the others leave to what they do not do themselves.
+// Private: the portable kernels, to which the others delegate what they do not handle.
 
 namespace contentcoding::scalar {
 
@@ -11,11 +11,11 @@ void encodeBase64(const unsigned char* bytes, std::size_t groups, const Base64Fo
                   char* text);
 Transfer decodeBase64(const char* text, std::size_t n, const Base64Values& values,
                       unsigned char* bytes);
-std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& is);
+std::size_t runLength(const unsigned char* p, std::size_t n, const ByteClass& members);
 std::size_t lengthUntil(const unsigned char* p, std::size_t n, unsigned char a, unsigned char b);
-Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& escapes, char* text,
+Transfer escape(const unsigned char* bytes, std::size_t n, const EscapeRules& rules, char* text,
                 std::size_t room);
-Transfer unescape(const char* text, std::size_t n, const UnescapeRules& unescapes, char* bytes,
+Transfer unescape(const char* text, std::size_t n, const UnescapeRules& rules, char* bytes,
                   std::size_t room);
 void encodeBase32(const unsigned char* bytes, std::size_t groups, char* text);
 std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* bytes);
@@ -23,10 +23,11 @@ std::size_t encodeAscii85(const unsigned char* bytes, std::size_t groups, char* 
 std::size_t decodeAscii85(const char* text, std::size_t groups, unsigned char* bytes);
 void encodeEda(const unsigned char* bytes, std::size_t groups, char* text);
 
-// Without lines.
+// Base64 without line breaks.
 void encodeGroups(const unsigned char* bytes, std::size_t groups, const char* alphabet, char* text);
 
-// Decodes one quantum, skipping what is no digit; nothing when the text ends in it.
+// Decodes one quantum of Base64, and skips characters that are not digits. Reads nothing if the
+// text ends first.
 Transfer decodeQuantum(const char* text, std::size_t n, const Base64Values& values,
                        unsigned char* bytes);
 
