@@ -208,7 +208,8 @@ TEST_P(KernelTest, MeasuresRuns) {
             if (outside.empty()) continue;
             // No page need exist after one with a byte that ends the run.
             run.resize(std::min(run.size(), n / 2));
-            expectRun(run + outside[n % outside.size()], kLongest);
+            for (const std::size_t length : {run.size() + 20, kLongest})
+                expectRun(run + outside[n % outside.size()], length);
             expectRun(run + outside[n % outside.size()] + run, run.size() * 2 + 1);
         }
     }
@@ -220,6 +221,7 @@ TEST_P(KernelTest, MeasuresRuns) {
         });
         for (const char end : {'\0', '='}) {
             betweenGuards(run + end, 0, [&](const unsigned char* in, unsigned char*) {
+                ASSERT_EQ(GetParam()->lengthUntil(in, n + 20, 0, '='), n);
                 ASSERT_EQ(GetParam()->lengthUntil(in, 2 * kLongest, 0, '='), n);
             });
             everywhere(run + end + run, 0, [&](const unsigned char* in, unsigned char*) {
