@@ -184,33 +184,48 @@ bool Encoder::writeGroups(const unsigned char* bytes, std::size_t groups, Window
     return true;
 }
 
+// Writes the quantum of the 1 or 2 bytes after the last whole group.
+std::size_t Encoder::writeTail(const unsigned char* bytes, std::size_t count, char* text) const {
+    const unsigned int first = bytes[0], second = count == 2 ? bytes[1] : 0u;
+    text[0] = m_digits[first >> 2];
+    text[1] = m_digits[(first & 0x03) << 4 | second >> 4];
+    if (count == 1 && !m_padded) return 2;
+    text[2] = count == 2 ? m_digits[(second & 0x0F) << 2] : kPad;
+    if (!m_padded) return 3;
+    text[3] = kPad;
+    return kQuantumChars;
+}
+
 bool Encoder::end(Window& out) {
     char text[kQuantumChars + kLongestLineEnd];
-    std::size_t n = 0;
-    if (m_count > 0) {
-        const unsigned int first = m_held[0], second = m_count == 2 ? m_held[1] : 0u;
-        text[0] = m_digits[first >> 2];
-        text[1] = m_digits[(first & 0x03) << 4 | second >> 4];
-        text[2] = m_count == 2 ? m_digits[(second & 0x0F) << 2] : kPad;
-        text[3] = kPad;
-        n = m_padded ? kQuantumChars : m_count + 1u;
-    }
+    std::size_t n = m_count > 0 ? writeTail(m_held, m_count, text) : 0;
     if (m_endsLastLine && m_column + m_count > 0) n += m_lineEnd.copy(text + n, m_lineEnd.size());
     m_column = m_count = 0;
     return out.put({text, n});
 }
 
-std::size_t Encoder::groupsSize(std::size_t n) const {
-    const std::size_t groups = n / kGroupBytes;
-    return saturatingAdd(saturatingMultiply(groups, kQuantumChars),
-                         saturatingMultiply(groups / m_lineGroups, m_lineEnd.size()));
+Encoder::Sizes Encoder::sizesOf(std::size_t n) const {
+    const std::size_t groups = n / kGroupBytes, rest = n - groups * kGroupBytes;
+    Sizes sizes{saturatingMultiply(groups, kQuantumChars), 0};
+    bool lineIsOpen = n > 0;
+    if (groups >= m_lineGroups) {
+        const std::size_t lines = groups / m_lineGroups;
+        lineIsOpen = rest > 0 || lines * m_lineGroups < groups;
+        sizes.groups = saturatingAdd(sizes.groups, saturatingMultiply(lines, m_lineEnd.size()));
+    }
+    if (rest > 0) sizes.tail = m_padded ? kQuantumChars : rest + 1;
+    if (m_endsLastLine && lineIsOpen) sizes.tail += m_lineEnd.size();
+    return sizes;
 }
 
-std::size_t Encoder::tailSize(std::size_t n) const {
-    const std::size_t rest = n % kGroupBytes;
-    const std::size_t chars = rest == 0 ? 0 : m_padded ? kQuantumChars : rest + 1;
-    const bool lineIsOpen = rest > 0 || n / kGroupBytes % m_lineGroups > 0;
-    return chars + (m_endsLastLine && lineIsOpen ? m_lineEnd.size() : 0);
+void Encoder::encodeAll(Bytes bytes, const Sizes& sizes, char* text) const {
+    const std::size_t groups = bytes.size() / kGroupBytes;
+    const std::size_t rest = bytes.size() - groups * kGroupBytes;
+    kernels().encodeBase64(bytes.data(), groups,
+                           {m_digits, m_lineGroups, m_lineEnd.data(), m_lineEnd.size()}, text);
+    text += sizes.groups;
+    const std::size_t tail = rest > 0 ? writeTail(bytes.end() - rest, rest, text) : 0;
+    if (sizes.tail > tail) m_lineEnd.copy(text + tail, m_lineEnd.size());
 }
 
 bool Encoder::feedSink(Bytes piece, detail::SinkRef sink) {
@@ -222,17 +237,23 @@ bool Encoder::finishSink(detail::SinkRef sink) {
 }
 
 std::size_t encodedSize(std::size_t n, const Format& format) noexcept {
-    const Encoder encoder(format);
-    return saturatingAdd(encoder.groupsSize(n), encoder.tailSize(n));
+    return Encoder(format).sizesOf(n).all();
 }
 
 void encodeTo(detail::Growth out, Bytes bytes, const Format& format) {
-    encodeAll(Encoder(format), bytes, encodedSize(bytes.size(), format), out);
+    const Encoder encoder(format);
+    const auto sizes = encoder.sizesOf(bytes.size());
+    // What is too much is left to the container to refuse.
+    char* const text = out.resize(out.container, saturatingAdd(out.size, sizes.all()));
+    encoder.encodeAll(bytes, sizes, text + out.size);
 }
 
 Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
-    if (room.size() < encodedSize(bytes.size(), format)) return Error{Fault::kNoRoom, 0};
-    return encodeAllInto(Encoder(format), bytes, room);
+    const Encoder encoder(format);
+    const auto sizes = encoder.sizesOf(bytes.size());
+    if (room.size() < sizes.all()) return Error{Fault::kNoRoom, 0};
+    encoder.encodeAll(bytes, sizes, room.data());
+    return sizes.all();
 }
 
 // ---- Decoding ----
@@ -258,93 +279,105 @@ std::size_t Decoder::acceptable(std::string_view text) const {
 Result<void> Decoder::write(Bytes piece, Window& out) {
     std::string_view text = piece.text();
     while (!text.empty() && !m_isOver) {
-        std::size_t single = 1;
-        if (m_digits == 0 && m_pads == 0 && !m_isPadded && text.size() >= kQuantumChars) {
-            const std::size_t most = maxDecodedSize(text.size());
-            const std::span<char> room = out.room(std::min(most, Window::kMostAsked));
-            if (room.empty()) return Error{Fault::kStopped, m_offset};
-            const std::size_t part =
-                std::min({text.size(), kPartChars, room.size() / kGroupBytes * kQuantumChars});
-            const std::size_t run = acceptable(text.substr(0, part));
-            const auto done = kernels().decodeBase64(text.data(), run, *m_values, bytesAt(room));
-            out.wrote(done.written);
-            text.remove_prefix(done.read);
-            m_offset += done.read;
-            // What the kernel left holds three digits at most: it is not worth another look.
-            single = std::min(run - done.read + 1, text.size());
+        if (m_digits == 0 && m_pads == 0 && !m_isPadded && !writeBulk(text, out)) return m_error;
+        if (!text.empty()) {
+            if (!takeOne(static_cast<unsigned char>(text[0]), out)) return m_error;
+            text.remove_prefix(1);
         }
-        for (std::size_t i = 0; i < single && !m_isOver; ++i) {
-            const auto taken = takeOne(static_cast<unsigned char>(text[i]), out);
-            if (!taken) return taken;
-        }
-        text.remove_prefix(single);
     }
     return {};
 }
 
-Result<void> Decoder::takeOne(unsigned char c, Window& out) {
+// Decodes text in which there are only digits and what is skipped, from the start of a group on: a
+// part at a time, by the kernel, which leaves three digits at most.
+bool Decoder::writeBulk(std::string_view& text, Window& out) {
+    const std::size_t most = maxDecodedSize(text.size());
+    const std::span<char> room = out.room(std::min(most, Window::kMostAsked));
+    if (room.empty() && most > 0) return fail(Fault::kStopped, m_offset);
+    const std::size_t fits = room.size() / kGroupBytes * kQuantumChars + kQuantumChars - 1;
+    const std::size_t part = std::min(std::min(text.size(), kPartChars), fits);
+    const std::size_t run = acceptable(text.substr(0, part));
+    const auto done = kernels().decodeBase64(text.data(), run, *m_values, bytesAt(room));
+    out.wrote(done.written);
+    for (std::size_t i = done.read; i < run; ++i) {
+        const unsigned char value = m_values->entry[static_cast<unsigned char>(text[i])];
+        if (value == kBase64Skipped) continue;
+        m_bits = m_bits << 6 | value;
+        m_lastDigit = m_offset + i;
+        ++m_digits;
+    }
+    text.remove_prefix(run);
+    m_offset += run;
+    return true;
+}
+
+bool Decoder::fail(Fault fault, std::uint64_t offset) {
+    m_error = {fault, offset};
+    return false;
+}
+
+bool Decoder::takeOne(unsigned char c, Window& out) {
     const unsigned char value = m_values->entry[c];
     if (value != kBase64Skipped) {
-        if (m_pads > 0) return Error{Fault::kPadding, m_offset};
-        if (m_isPadded && !m_accept.concatenated) return Error{Fault::kAfterEnd, m_offset};
+        if (m_pads > 0) return fail(Fault::kPadding, m_offset);
+        if (m_isPadded && !m_accept.concatenated) return fail(Fault::kAfterEnd, m_offset);
         m_isPadded = false;
         m_bits = m_bits << 6 | value;
         m_lastDigit = m_offset;
-        if (++m_digits == kQuantumChars) {
-            if (const auto ended = endGroup(out); !ended) return ended;
-        }
+        if (++m_digits == kQuantumChars && !endGroup(out)) return false;
     } else if (c == kPad) {
-        if (const auto taken = takePad(out); !taken) return taken;
+        if (!takePad(out)) return false;
     } else if (m_accept.foreign) {
         m_isOver = c == '\0' && !m_accept.concatenated;
     } else if (!m_accept.whiteSpace || !isSpace(c)) {
-        return Error{m_isPadded ? Fault::kAfterEnd : Fault::kForeignCharacter, m_offset};
+        return fail(m_isPadded ? Fault::kAfterEnd : Fault::kForeignCharacter, m_offset);
     }
     ++m_offset;
-    return {};
+    return true;
 }
 
-Result<void> Decoder::takePad(Window& out) {
+bool Decoder::takePad(Window& out) {
     if (m_accept.foreign && !m_accept.concatenated) {
         m_isOver = true;
-        return {};
+        return true;
     }
-    if (m_digits == 1 && !m_accept.cutGroup) return Error{Fault::kCutGroup, m_lastDigit};
+    if (m_digits == 1 && !m_accept.cutGroup) return fail(Fault::kCutGroup, m_lastDigit);
     if (m_accept.foreign) return endGroup(out);
     if (m_digits == 0 || m_accept.padding == Padding::kForbidden)
-        return Error{Fault::kPadding, m_offset};
-    if (m_digits + ++m_pads < static_cast<int>(kQuantumChars)) return {};
+        return fail(Fault::kPadding, m_offset);
+    if (m_digits + ++m_pads < static_cast<int>(kQuantumChars)) return true;
     m_isPadded = true;
     return endGroup(out);
 }
 
 // Writes the bytes of the group's digits, be they four or fewer.
-Result<void> Decoder::endGroup(Window& out) {
-    const unsigned int bits = m_digits * 6u, left = bits % 8;
-    const std::uint32_t cut = m_bits & ((1u << left) - 1);
-    m_cutBits = static_cast<unsigned char>(cut << (8 - left));
-    if (cut != 0 && m_digits > 1 && !m_accept.leftoverBits)
-        return Error{Fault::kLeftoverBits, m_lastDigit};
-    if (bits >= 8) {
-        const std::span<char> room = out.room(bits / 8);
-        if (room.empty()) return Error{Fault::kStopped, m_offset};
-        for (unsigned int i = 0; i < bits / 8; ++i)
-            room[i] = static_cast<char>(m_bits >> (bits - 8 * (i + 1)));
-        out.wrote(bits / 8);
+bool Decoder::endGroup(Window& out) {
+    constexpr unsigned int kWordBytes = 4;
+    const unsigned int bytes = m_digits * 6u / 8, left = m_digits * 6u % 8;
+    const std::uint32_t bits = m_bits << (32 - m_digits * 6u) % 32;  // from the highest one on
+    m_cutBits = static_cast<unsigned char>((m_bits & ((1u << left) - 1)) << (8 - left));
+    if (m_cutBits != 0 && bytes > 0 && !m_accept.leftoverBits)
+        return fail(Fault::kLeftoverBits, m_lastDigit);
+    if (bytes > 0) {
+        const std::span<char> room = out.room(bytes);
+        if (room.empty()) return fail(Fault::kStopped, m_offset);
+        for (unsigned int i = 0; i < bytes; ++i)
+            room[i] = static_cast<char>(bits >> (8 * (kWordBytes - 1 - i)));
+        out.wrote(bytes);
     }
-    m_bits = m_digits = m_pads = 0;
-    return {};
+    m_bits = 0;
+    m_digits = m_pads = 0;
+    return true;
 }
 
 Result<void> Decoder::end(Window& out) {
     if (m_digits == 1 && !m_accept.cutGroup) return Error{Fault::kCutGroup, m_lastDigit};
     if (m_digits > 1 && !m_isOver && (m_pads > 0 || m_accept.padding == Padding::kRequired))
         return Error{Fault::kPadding, m_offset};
-    const auto ended = endGroup(out);
-    const unsigned char cut = m_cutBits;
-    *this = Decoder(m_accept, *m_values);
-    m_cutBits = cut;
-    return ended;
+    if (!endGroup(out)) return m_error;
+    m_offset = 0;
+    m_isPadded = m_isOver = false;
+    return {};
 }
 
 Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {

@@ -22,8 +22,7 @@ public:
     ~BufferWindow() { BufferAccess::terminate(m_out); }
 
     bool expect(std::uint64_t all) override {
-        m_hasAll = all <= ByteStorage::kMaxSize && handOverDue() &&
-                   BufferAccess::reserve(m_out, static_cast<unsigned int>(all));
+        m_hasAll = handOverDue() && BufferAccess::reserve(m_out, all);
         if (m_hasAll) openDirect();
         return m_hasAll;
     }

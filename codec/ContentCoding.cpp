@@ -23,6 +23,7 @@ namespace quoted_printable = contentcoding::quoted_printable;
 
 using contentcoding::Blocks;
 using contentcoding::BlockWindow;
+using contentcoding::BufferAccess;
 using contentcoding::BufferWindow;
 using contentcoding::Bytes;
 using contentcoding::runLength;
@@ -63,12 +64,19 @@ struct Tail {
 
 bool appendBase64Text(base64::Encoder encoder, const void* data, unsigned int len,
                       std::string_view end, StringBuffer& out) {
+    const auto sizes = encoder.sizesOf(len);
+    const std::uint64_t size = std::uint64_t{sizes.all()} + end.size();
+    if (BufferAccess::reserve(out, size)) {
+        char* const text = BufferAccess::end(out);
+        encoder.encodeAll({data, len}, sizes, text);
+        end.copy(text + sizes.all(), end.size());
+        BufferAccess::setSize(out, out.getSize() + static_cast<unsigned int>(size));
+        BufferAccess::terminate(out);
+        return true;
+    }
+    // Without room for all, as many blocks as there is room for.
     BufferWindow<StringBuffer, kBase64Flush + 1> window(out, Blocks::above(kBase64Flush));
-    const bool allFits =
-        window.expect(encoder.groupsSize(len) + encoder.tailSize(len) + end.size());
-    if (!encoder.write({data, len}, window)) return false;
-    if (allFits) return encoder.end(window) && window.put(end) && window.finish();
-    if (!window.finish()) return false;
+    if (!encoder.write({data, len}, window) || !window.finish()) return false;
     const Tail tail(encoder, end);
     return std::all_of(tail.text, tail.text + tail.size, [&](char c) { return out.appendChar(c); });
 }
@@ -135,7 +143,7 @@ quoted_printable::Encoder qpEncoder(unsigned int lineLength) {
 template <class Encoder>
 bool appendEscaped(Encoder encoder, const void* data, unsigned int len, StringBuffer& out) {
     BufferWindow<StringBuffer, kQpBlock> window(out, Blocks::of(kQpBlock).goingOn());
-    return encoder.write({data, len}, window) && encoder.end(window) && window.finish();
+    return encoder.writeAll({data, len}, window) && window.finish();
 }
 
 const unsigned char* bytesOf(const char* text) {
@@ -288,9 +296,8 @@ bool ContentCoding::encodeQpToOutput(const void* data, unsigned int len, _zqOutp
                                      _zqIoParams& ioParams, LogBase& log) const {
     if (!data || len == 0) return true;
     const auto take = takerOf(out, ioParams, log);
-    BlockWindow<decltype(take), kQpBlock> window(take, Blocks::of(kQpBlock));
-    quoted_printable::Encoder encoder = qpEncoder(m_lineLength);
-    return encoder.write({data, len}, window) && encoder.end(window) && window.finish();
+    BlockWindow<decltype(take), 4 * kQpBlock> window(take, Blocks::of(kQpBlock));
+    return qpEncoder(m_lineLength).writeAll({data, len}, window) && window.finish();
 }
 
 bool ContentCoding::decodeQuotedPrintable(const char* text, unsigned int len,

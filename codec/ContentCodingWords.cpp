@@ -87,8 +87,7 @@ void appendWord(const char* charset, const char* marker, std::uint64_t most, Str
     constexpr std::uint64_t kFrame = 2 + 3 + 2;
     const std::uint64_t all = most + kFrame + zqStrLen(charset);
     // Without room for all, the parts below do what they can.
-    if (all <= contentcoding::ByteStorage::kMaxSize)
-        (void)BufferAccess::reserve(out, static_cast<unsigned int>(all));
+    (void)BufferAccess::reserve(out, all);
     out.append("=?");
     out.append(charset);
     out.append(marker);

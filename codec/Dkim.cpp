@@ -20,6 +20,8 @@ constexpr EscapeRules kEscapes = {
 
 class Rules {
 public:
+    static constexpr bool kHasHardBreaks = false;
+
     Rules(std::size_t columns, bool isLegacy)
         : m_fullLine(columns == 0 && !isLegacy ? kLargestSize
                                                : std::max(columns, kShortestLine) - isLegacy),
@@ -30,7 +32,7 @@ public:
         return kernels().escape(p, n, kEscapes, text, room);
     }
 
-    Cut cut(std::string_view text, std::size_t column, bool isEnd) const {
+    Cut cut(std::string_view text, std::size_t, std::size_t column, bool isEnd) const {
         const std::size_t room = m_fullLine - column;
         const std::size_t shown = isEnd ? text.size() : text.size() - kAhead;
         if (m_isLegacy ? shown < room : shown <= room)
@@ -66,6 +68,11 @@ bool Encoder::write(Bytes piece, Window& out) {
 bool Encoder::end(Window& out) {
     const Rules rules(m_columns, m_isLegacy);
     return EscapedLines(m_state, rules).end(out);
+}
+
+bool Encoder::writeAll(Bytes bytes, Window& out) {
+    const Rules rules(m_columns, m_isLegacy);
+    return EscapedLines(m_state, rules).writeAll(bytes, out);
 }
 
 bool Encoder::feedSink(Bytes piece, detail::SinkRef sink) {

@@ -14,8 +14,6 @@
 
 namespace contentcoding {
 
-constexpr std::size_t kEscapeChars = 3;
-
 // How many of the first `n` characters are whole units: an escape is not cut.
 inline std::size_t wholeUnits(std::string_view text, std::size_t n) {
     if (n >= 1 && text[n - 1] == '=') return n - 1;
@@ -32,17 +30,19 @@ struct Cut {
                         // character as an escape
 };
 
-// Escapes bytes and cuts the text into lines, where it ends up: the text of a part is written into
-// the window, and as long as nothing is to be inserted, stays there. Then what is left of it moves
-// to the far end of the window, and comes back line by line.
+// Escapes bytes and cuts the text into lines in the window, a part at a time. As long as nothing is
+// to be inserted, the text stays where it is written. After a part that had to be broken, the next
+// one is written farther on, and moves to its place line by line.
 //
 // A Rules object has
 //   escape(bytes, n, isEnd, text, room)   as Kernels::escape; leaves *held bytes at the end alone
-//   cut(text, column, isEnd)              what is next; at least kLookAhead characters are shown
-//                                         after it, but for the end of the text
+//   cut(text, line, column, isEnd)        what is next; at least kLookAhead characters are shown
+//                                         after it, but for the end of the text. The first CR is
+//                                         after `line` characters.
 //   softBreak(), hardBreak()              what is inserted, or written for CRLF: 3 and 2 characters
-//                                         at most
+//                                         at most, and another that can be read
 //   columnAfterSoftBreak()
+//   kHasHardBreaks                        whether there may be a CR
 template <class Rules>
 class EscapedLines {
 public:
@@ -61,40 +61,53 @@ public:
             const std::size_t more = std::min(n, sizeof joined - before);
             std::memcpy(joined, m_state.held, before);
             std::memcpy(joined + before, p, more);
-            if (!writeAll(joined, before + more, false, out)) return false;
+            if (!writeSome(joined, before + more, false, out)) return false;
             p += more;
             n -= more;
             if (n == 0) return true;
             p -= m_state.heldCount;
             n += m_state.heldCount;
         }
-        return writeAll(p, n, false, out);
+        return n == 0 || writeSome(p, n, false, out);
     }
 
     [[nodiscard]] bool end(Window& out) {
         unsigned char last[sizeof m_state.held];
-        const std::size_t n = m_state.heldCount;
         std::memcpy(last, m_state.held, sizeof last);
-        const bool written = writeAll(last, n, true, out);
-        m_state = {};
-        return written;
+        return finish(last, m_state.heldCount, out);
+    }
+
+    // The same as write() and end(), for bytes that do not come in pieces.
+    [[nodiscard]] bool writeAll(Bytes bytes, Window& out) {
+        return finish(bytes.data(), bytes.size(), out);
     }
 
 private:
     // Less than a block of the class, so that a part fills no more than one.
     static constexpr std::size_t kPartChars = 1500;
+    static constexpr std::size_t kMostInserted = 3;
 
-    bool writeAll(const unsigned char* p, std::size_t n, bool isEnd, Window& out) {
+    bool finish(const unsigned char* p, std::size_t n, Window& out) {
+        const bool written = writeSome(p, n, true, out);
+        m_state = {};
+        return written;
+    }
+
+    bool writeSome(const unsigned char* p, std::size_t n, bool isEnd, Window& out) {
         m_state.heldCount = 0;
         do {
             const std::span<char> room = out.room(Window::kMostAsked);
             if (room.empty()) return false;
-            char* const text = room.data();
+            // What is inserted is less than what was there: a line break of 3 characters at most
+            // for each 7, or 2 characters for the 3 of ".", CR, LF.
+            const std::size_t part =
+                std::min((room.size() - kOverwrite - kEscapeRoom) / 2, kPartChars);
+            Part text{room.data(), room.data(), room.data() + room.size() - kOverwrite};
+            if (m_inserts) text.from += part;
             std::size_t size = m_state.textSize;
-            std::memcpy(text, m_state.text, sizeof m_state.text);
-            const std::size_t part = partSize(room.size());
+            std::memcpy(text.from, m_state.text, sizeof m_state.text);
             unsigned char held = 0;
-            const auto done = m_rules.escape(p, n, isEnd, text + size, part - size, held);
+            const auto done = m_rules.escape(p, n, isEnd, text.from + size, part - size, held);
             p += done.read;
             n -= done.read;
             size += done.written;
@@ -103,70 +116,108 @@ private:
                 m_state.heldCount = held;
                 n = 0;
             }
-            out.wrote(cutLines(text, size, isEnd && n == 0, room.data() + room.size()));
+            text.size = size;
+            cutLines(text, isEnd && n == 0);
+            out.wrote(static_cast<std::size_t>(text.to - room.data()));
         } while (n > 0);
         return true;
     }
 
-    // How much text is written before it is cut. What is inserted is less than what was there: a
-    // line break of 3 characters at most for each 7, or 2 characters for the 3 of ".", CR, LF.
-    static std::size_t partSize(std::size_t room) {
-        return std::min((room - kOverwrite - kEscapeRoom) / 2, kPartChars);
-    }
+    // The text of a part: where it is, where it is to be, and the end of the memory for both.
+    struct Part {
+        char* to;
+        char* from;
+        char* limit;
+        std::size_t size = 0;
+        const char* lineEnd = nullptr;  // the next CR, or the end; known when it is not passed yet
 
-    // Cuts the text at `text`, and keeps what is too short for that. Returns how much is written.
-    std::size_t cutLines(char* const text, std::size_t size, bool isEnd, char* const roomEnd) {
-        char* to = text;
-        const char* from = text;
-        while (size > 0 && (isEnd || size >= 2 * kLookAhead)) {
-            const Cut cut = m_rules.cut({from, size}, m_state.column, isEnd);
-            const auto [read, inserted] = effectOf(cut);
-            const std::size_t written = cut.chars + inserted.size();
-            if (written > static_cast<std::size_t>(from - to) + read) {
-                char* const far = roomEnd - size;
-                std::memmove(far, from, size);
-                from = far;
+        std::size_t lineLength() {
+            if (lineEnd < from) {
+                const void* const cr = std::memchr(from, '\r', size);
+                lineEnd = cr ? static_cast<const char*>(cr) : from + size;
             }
-            if (to != from) std::memmove(to, from, cut.chars);
-            char escape[kEscapeChars];
-            std::string_view after = inserted;
-            if (cut.end == Cut::End::kEscape) {
-                writeEscape(static_cast<unsigned char>(from[cut.chars]), escape);
-                after = {escape, kEscapeChars};
-            }
-            after.copy(to + cut.chars, after.size());
-            to += written;
-            from += read;
-            size -= read;
-            m_state.column = cut.end == Cut::End::kSoft   ? m_rules.columnAfterSoftBreak()
-                             : cut.end == Cut::End::kHard ? 0
-                                                          : m_state.column + written;
+            return static_cast<std::size_t>(lineEnd - from);
         }
-        std::memcpy(m_state.text, from, size);
-        m_state.textSize = static_cast<unsigned char>(size);
-        return static_cast<std::size_t>(to - text);
-    }
 
-    struct Effect {
-        std::size_t read;
-        std::string_view inserted;
+        // Moves the text to the end of the memory.
+        void makeGap() {
+            char* const far = limit - size;
+            std::memmove(far, from, size);
+            lineEnd = nullptr;
+            from = far;
+        }
+
+        bool hasGap() const { return static_cast<std::size_t>(from - to) >= kOverwrite; }
+
+        void copy(std::size_t n) {
+            if (from == to) return;
+            if (!hasGap()) {
+                std::memmove(to, from, n);
+                return;
+            }
+            for (std::size_t i = 0; i < n; i += kOverwrite)
+                std::memcpy(to + i, from + i, kOverwrite);
+        }
+
+        // Three characters at most, of which a fourth can be read.
+        void insert(std::size_t at, std::string_view few) {
+            if (few.empty()) return;
+            if (hasGap()) {
+                std::memcpy(to + at, few.data(), kMostInserted + 1);
+            } else {
+                for (std::size_t i = 0; i < few.size(); ++i)
+                    to[at + i] = few[i];
+            }
+        }
     };
 
-    Effect effectOf(const Cut& cut) const {
-        switch (cut.end) {
-            case Cut::End::kSoft:
-                return {cut.chars, m_rules.softBreak()};
-            case Cut::End::kHard:
-                return {cut.chars + 2, m_rules.hardBreak()};
-            case Cut::End::kEscape:
-                return {cut.chars + 1, "=XX"};
-            default:
-                return {cut.chars, ""};
+    // Cuts the text into lines, and keeps what is too short for that.
+    void cutLines(Part& text, bool isEnd) {
+        m_inserts = false;
+        while (text.size > 0 && (isEnd || text.size >= 2 * kLookAhead)) {
+            std::size_t line = text.size;
+            if constexpr (Rules::kHasHardBreaks) line = text.lineLength();
+            const Cut cut = m_rules.cut({text.from, text.size}, line, m_state.column, isEnd);
+            std::string_view after;
+            char escape[kMostInserted + 1] = {};
+            std::size_t read = cut.chars;
+            std::size_t column = m_state.column + cut.chars;
+            switch (cut.end) {
+                case Cut::End::kNone:
+                    break;
+                case Cut::End::kSoft:
+                    after = m_rules.softBreak();
+                    column = m_rules.columnAfterSoftBreak();
+                    m_inserts = true;
+                    break;
+                case Cut::End::kHard:
+                    after = m_rules.hardBreak();
+                    read += 2;
+                    column = 0;
+                    break;
+                case Cut::End::kEscape:
+                    writeEscape(static_cast<unsigned char>(text.from[cut.chars]), escape);
+                    after = {escape, kEscapeChars};
+                    read += 1;
+                    column += kEscapeChars;
+                    break;
+            }
+            const std::size_t written = cut.chars + after.size();
+            if (written > static_cast<std::size_t>(text.from - text.to) + read) text.makeGap();
+            text.copy(cut.chars);
+            text.insert(cut.chars, after);
+            text.to += written;
+            text.from += read;
+            text.size -= read;
+            m_state.column = column;
         }
+        std::memcpy(m_state.text, text.from, text.size);
+        m_state.textSize = static_cast<unsigned char>(text.size);
     }
 
     detail::EscapedState& m_state;
     const Rules& m_rules;
+    bool m_inserts = false;  // whether the part before was no use where it was written
 };
 
 }  // namespace contentcoding

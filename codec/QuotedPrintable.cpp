@@ -35,6 +35,8 @@ bool startsMessageLine(std::string_view text) {
 
 class Rules {
 public:
+    static constexpr bool kHasHardBreaks = true;
+
     explicit Rules(const Format& format)
         : m_format(format), m_softSize(1 + format.lineEnd.copy(m_soft + 1, 2)) {
         const std::size_t columns = format.columns;
@@ -54,13 +56,11 @@ public:
     }
 
     // A line has room for the "=" of a soft break.
-    Cut cut(std::string_view text, std::size_t column, bool isEnd) const {
+    Cut cut(std::string_view text, std::size_t line, std::size_t column, bool isEnd) const {
         if (column == 0 && m_format.protectLineStarts && startsMessageLine(text))
             return {0, Cut::End::kEscape};
         const std::size_t room = m_fullLine - column;
-        const std::size_t lineEnd =
-            std::min(text.substr(0, saturatingAdd(room, 1)).find('\r'), text.size());
-        if (lineEnd < text.size() && lineEnd <= room) return {lineEnd, Cut::End::kHard};
+        if (line < text.size() && line <= room) return {line, Cut::End::kHard};
         if (text.size() > room || (text.size() == room && isEnd))
             return {wholeUnits(text, room), Cut::End::kSoft};
         constexpr std::size_t kAhead = EscapedLines<Rules>::kLookAhead;
@@ -146,7 +146,7 @@ private:
 
     const Format& m_format;
     std::size_t m_fullLine;
-    char m_soft[3] = {'='};
+    char m_soft[5] = {'='};  // two more than there are: whoever copies it may read them
     std::size_t m_softSize;
 };
 
@@ -162,6 +162,11 @@ bool Encoder::write(Bytes piece, Window& out) {
 bool Encoder::end(Window& out) {
     const Rules rules(m_format);
     return EscapedLines(m_state, rules).end(out);
+}
+
+bool Encoder::writeAll(Bytes bytes, Window& out) {
+    const Rules rules(m_format);
+    return EscapedLines(m_state, rules).writeAll(bytes, out);
 }
 
 bool Encoder::feedSink(Bytes piece, detail::SinkRef sink) {

@@ -38,7 +38,7 @@ void encodeAll(Encoder encoder, Bytes bytes, std::uint64_t expected, detail::Gro
     GrowingWindow out(container);
     out.expect(expected);
     // A container takes all, or throws.
-    (void)(encoder.write(bytes, out) && encoder.end(out) && out.finish());
+    (void)(encoder.writeAll(bytes, out) && out.finish());
 }
 
 template <class Decoder>
@@ -55,8 +55,7 @@ Result<void> decodeAll(Decoder decoder, Bytes text, std::uint64_t expected,
 template <class Encoder>
 Result<std::size_t> encodeAllInto(Encoder encoder, Bytes bytes, Room room) {
     SpanWindow out(room);
-    if (!encoder.write(bytes, out) || !encoder.end(out) || !out.finish())
-        return Error{Fault::kNoRoom, 0};
+    if (!encoder.writeAll(bytes, out) || !out.finish()) return Error{Fault::kNoRoom, 0};
     return out.size();
 }
 

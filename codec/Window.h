@@ -91,8 +91,8 @@ struct Blocks {
     }
 };
 
-// Hands blocks to a callable `take(const char*, std::size_t)`, which says whether it took them. The
-// blocks are kept in an array of its own.
+// Hands blocks to a callable `take(const char*, std::size_t)`, which says whether it took them.
+// They are kept in an array of its own, of `Size` characters: a block, or several of exact size.
 template <class Take, std::size_t Size>
 class BlockWindow final : public Window {
 public:
@@ -112,7 +112,8 @@ private:
 
     bool makeRoom(std::size_t n) override {
         if (!handOverDue()) return false;
-        m_end = m_array + std::max(m_blocks.most(n), held() + n);
+        m_end =
+            m_array + (m_blocks.exact ? sizeof m_array : std::max(m_blocks.most(n), held() + n));
         return true;
     }
 

@@ -27,8 +27,8 @@ public:
 
     // Room for `n` more bytes, or false.
     template <class Buffer>
-    [[nodiscard]] static bool reserve(Buffer& buffer, unsigned int n) {
-        return buffer.m_storage.reserve(n);
+    [[nodiscard]] static bool reserve(Buffer& buffer, std::uint64_t n) {
+        return n <= ByteStorage::kMaxSize && buffer.m_storage.reserve(static_cast<unsigned int>(n));
     }
 
     template <class Buffer>

@@ -89,7 +89,7 @@ constexpr std::size_t maxDecodedSize(std::size_t n) noexcept { return n / 4 * 3 
 /// Encodes bytes that come in pieces, cut anywhere: writes what encode() would write for all.
 ///
 /// Each call hands blocks of up to 64 KiB to the sink and keeps 2 bytes of input at most. The
-/// object has about 60 bytes, allocates nothing and may be copied; after finish() it is as new.
+/// object has about 100 bytes, allocates nothing and may be copied; after finish() it is as new.
 ///
 ///     contentcoding::base64::Encoder encoder(contentcoding::base64::kMime);
 ///     const bool sent = encoder.feed("piece", send) && encoder.finish(send);
@@ -109,14 +109,21 @@ public:
     // The same as feed() and finish(), to a window, without its finish().
     [[nodiscard]] bool write(Bytes piece, Window& out);
     [[nodiscard]] bool end(Window& out);
-    // How much write() gives for `n` bytes, and end() for the rest of them.
-    std::size_t groupsSize(std::size_t n) const;
-    std::size_t tailSize(std::size_t n) const;
+    // How many characters `n` bytes give: whole groups and lines, and what end() writes for the
+    // rest.
+    struct Sizes {
+        std::size_t groups, tail;
+        constexpr std::size_t all() const { return groups + tail < tail ? groups : groups + tail; }
+    };
+    Sizes sizesOf(std::size_t n) const;
+    // Writes all for bytes that do not come in pieces, to where there is room.
+    void encodeAll(Bytes bytes, const Sizes& sizes, char* text) const;
 
 private:
     CONTENTCODING_EXPORT bool feedSink(Bytes piece, detail::SinkRef sink);
     CONTENTCODING_EXPORT bool finishSink(detail::SinkRef sink);
     bool writeGroups(const unsigned char* bytes, std::size_t groups, Window& out);
+    std::size_t writeTail(const unsigned char* bytes, std::size_t count, char* text) const;
 
     const char* m_digits;
     std::string_view m_lineEnd;
@@ -131,7 +138,7 @@ private:
 /// Decodes text that comes in pieces, cut anywhere: the bytes, or the fault, that decode() gives
 /// for all. Offsets of faults count from the start of the first piece.
 ///
-/// Blocks of up to 64 KiB reach the sink. The object has about 60 bytes, allocates nothing and may
+/// Blocks of up to 64 KiB reach the sink. The object has about 100 bytes, allocates nothing and may
 /// be copied; after finish() it is as new.
 ///
 ///     contentcoding::base64::Decoder decoder(contentcoding::base64::kFromMime);
@@ -158,14 +165,16 @@ private:
     CONTENTCODING_EXPORT Result<void> feedSink(Bytes piece, detail::SinkRef sink);
     CONTENTCODING_EXPORT Result<void> finishSink(detail::SinkRef sink);
 
-    Result<void> takeOne(unsigned char c, Window& out);
-    Result<void> takePad(Window& out);
-    Result<void> endGroup(Window& out);
+    bool writeBulk(std::string_view& text, Window& out);
+    bool takeOne(unsigned char c, Window& out);
+    bool takePad(Window& out);
+    bool endGroup(Window& out);
+    bool fail(Fault fault, std::uint64_t offset);
     std::size_t acceptable(std::string_view text) const;
-    void reset() { *this = Decoder(m_accept, *m_values); }
 
     Accept m_accept;
     const Base64Values* m_values;
+    Error m_error;
     std::uint64_t m_offset = 0;     // of the next character
     std::uint64_t m_lastDigit = 0;  // the offset of the last one
     std::uint32_t m_bits = 0;       // of the digits of a group that is not whole yet

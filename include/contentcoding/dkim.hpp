@@ -76,6 +76,8 @@ public:
     // The same as feed() and finish(), to a window, without its finish().
     [[nodiscard]] bool write(Bytes piece, Window& out);
     [[nodiscard]] bool end(Window& out);
+    // The same as write() and end(), for bytes that do not come in pieces.
+    [[nodiscard]] bool writeAll(Bytes bytes, Window& out);
 
 private:
     CONTENTCODING_EXPORT bool feedSink(Bytes piece, detail::SinkRef sink);
