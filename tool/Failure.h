@@ -8,8 +8,8 @@
 // has gone.
 enum ExitStatus { kSuccess = 0, kDataError = 1, kUsageError = 2, kFileError = 3 };
 
-// Ends the run: the message goes to standard error, the status to the shell. Text of others in the
-// message must have been made visible.
+// Ends the run: the message goes to standard error, the status to the shell. Untrusted text in it
+// must have been made visible.
 class Failure : public std::runtime_error {
 public:
     Failure(ExitStatus status, const std::string& message)

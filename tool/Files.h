@@ -9,7 +9,7 @@
 #include "tool/Failure.h"
 #include "tool/Progress.h"
 
-// The input of that name has more bytes than the operation takes.
+// The input of that name has more bytes than the operation takes, which is `limit`.
 [[nodiscard]] Failure tooLong(const std::string& name, unsigned int limit);
 
 // Opens those of the descriptors 0 to 2 that are closed, so that no file takes their place: a

@@ -26,8 +26,8 @@ private:
     Clock::time_point m_next;
 };
 
-// Writes a message to standard error, in place of the progress line if one is shown. Text of others
-// in it must have been made visible.
+// Writes a message to standard error, in place of the progress line if one is shown. Untrusted
+// text in it must have been made visible.
 void report(const std::string& message);
 
 #endif

@@ -201,7 +201,7 @@ status 3 "no folder to write in" "$tool" encode base64 in -o no/file && says "no
 [ "${PIPESTATUS[1]}" = 141 ]) || fail "a reader that went away"
 [ -s err ] && fail "a message about a reader that went away"
 
-# Text of others in messages.
+# Untrusted text in messages.
 while IFS='|' read -r raw shown; do
     # shellcheck disable=SC2059
     { printf -v name "$raw"; printf "contentcode: $shown: No such file or directory\n" >wanted; }
@@ -241,7 +241,7 @@ if script -qec true /dev/null </dev/null >/dev/null 2>&1; then
         sleep 0.01
     done
     printf '\003' >&8
-    wait $run
+    wait $run # which "timeout" ends
     grep -q '0 MiB' typescript && grep -qF $'\r\e[K' typescript || { fail "the progress line"; cat -v typescript; }
 else
     skip "what is shown on a terminal: \"script\" does not run"
@@ -299,7 +299,7 @@ truncate -s 3000000000 sparse && printf 'QQ==' >>sparse
 { dd iflag=skip_bytes skip=3000000000 count=0 status=none && "$tool" decode base64; } <sparse >out
 [ "$(cat out)" = A ] || fail "what is left of a file"
 
-cp in cut && { cat >/dev/null && : >cut && "$tool" encode base64; } <cut >out && [ ! -s out ] || fail "a position behind the end"
+cp in cut && { cat >/dev/null && : >cut && "$tool" decode base64; } <cut >out && [ ! -s out ] || fail "a position behind the end"
 
 # No other file takes the place of a closed descriptor.
 "$tool" header decode faulty -o wanted 2>err && "$tool" header decode faulty -o out 2>&- && same "closed standard error" out wanted
@@ -319,10 +319,19 @@ begin() { # begin COMMAND-PREFIX...
     fail "no temporary file"
     kill -KILL $run
 }
+# Waits for the run, but not for ever; gives its status.
+end() {
+    for ((i = 0; i < 1000; ++i)); do
+        kill -0 $run 2>/dev/null || break
+        sleep 0.01
+    done
+    kill -KILL $run 2>/dev/null
+    wait $run
+}
 for signal in HUP INT QUIT PIPE ALRM TERM USR1 USR2 XCPU VTALRM PROF; do
     begin env --default-signal
     kill -$signal $run
-    wait $run
+    end
     [ $? = $((128 + $(kill -l $signal))) ] || fail "$signal"
     left=$(find . -name '.contentcode-*')
     [ -z "$left" ] || { fail "$signal leaves $left" && rm "$left"; }
@@ -330,8 +339,8 @@ done 2>/dev/null
 begin env --ignore-signal=HUP
 kill -HUP $run
 kill -TERM $run
-wait $run
-[ $? = 143 ] || fail "an ignored signal: status $?"
+end
+[ $? = 143 ] || fail "an ignored signal is caught"
 exec 9>&-
 left=$(find . -name none -o -name interrupted -o -name '.contentcode-*')
 [ -z "$left" ] || fail "left behind: $left"
