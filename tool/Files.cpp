@@ -66,7 +66,7 @@ void takeOver(int descriptor, const struct stat& old) {
 
 std::string resolved(const std::string& path) {
     char* const real = realpath(path.c_str(), nullptr);
-    const std::string result = real ? real : "";
+    std::string result = real ? real : "";
     std::free(real);
     return result;
 }
@@ -103,7 +103,7 @@ int openNameless() {
     std::FILE* const file = std::tmpfile();
     if (!file) return -1;
     const int descriptor = fcntl(fileno(file), F_DUPFD_CLOEXEC, 0);
-    std::fclose(file);
+    static_cast<void>(std::fclose(file));  // nothing was written
     return descriptor;
 }
 

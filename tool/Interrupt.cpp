@@ -18,8 +18,8 @@ extern "C" void undoAndDie(int signal) {
     // Nothing can be done about a terminal that refuses.
     if (lineShown) static_cast<void>(!write(STDERR_FILENO, kErase, sizeof kErase - 1));
     if (temporaryPath[0] != '\0') unlink(temporaryPath);
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
+    static_cast<void>(std::signal(signal, SIG_DFL));
+    static_cast<void>(std::raise(signal));  // takes effect when this returns
 }
 
 sigset_t endingSignals() {
