@@ -12,7 +12,7 @@ constexpr std::size_t kGroupBytes = 3;
 constexpr unsigned int kQuantumChars = 4;
 constexpr unsigned int kCrLfChars = 2;
 
-// About what is read and encoded at a time: whole lines, one at least.
+// Roughly how much is read and encoded at a time: whole lines, at least one.
 constexpr std::size_t kChunkBytes = 192 * 1024;
 constexpr unsigned int kShortestLine = 10;
 constexpr unsigned int kLongestLine = 1 << 24;
@@ -42,8 +42,8 @@ bool encodeChunk(const EncodeOptions& options, const char* bytes, unsigned int n
 }
 
 // Every chunk but the last is encoded with one byte of the next, so that it ends as it does in
-// the middle of a text; what that byte became is cut off again. The whole is then what a single
-// call would have given.
+// the middle of a text; what that byte became is cut off again. The chunks together are then what
+// a single call would give.
 void encodeBase64(const EncodeOptions& options, const FileArguments& files) {
     const std::size_t lineBytes =
         options.lines() ? (options.wrap + kQuantumChars - 1) / kQuantumChars * kGroupBytes
@@ -129,11 +129,11 @@ Job addEncode(CLI::App& command, const FileArguments& files) {
     wrap->type_name("N")->check(CLI::Range(kShortestLine, kLongestLine))->capture_default_str();
     auto* const lineBreak = command.add_option("--break", options->lineBreak,
                                                "How a line ends. entity: \"&#xD;\" and CRLF, for "
-                                               "text inside XML; none: there are no lines");
+                                               "text in XML; none: all on one line");
     lineBreak->type_name("KIND")
         ->check(CLI::IsMember({"crlf", "entity", "none"}))
         ->capture_default_str();
-    command.add_flag("--url", options->url, "The URL-safe alphabet; there are no lines")
+    command.add_flag("--url", options->url, "Use the URL-safe alphabet, all on one line")
         ->excludes(wrap)
         ->excludes(lineBreak);
     return [options, wrap, &files] {
@@ -145,18 +145,19 @@ Job addEncode(CLI::App& command, const FileArguments& files) {
 
 Job addDecode(CLI::App& command, const FileArguments& files) {
     const auto url = std::make_shared<bool>(false);
-    command.add_flag("--url", *url, "The URL-safe alphabet: \"-\" and \"_\" in place of + and /");
+    command.add_flag("--url", *url, "Use the URL-safe alphabet: - and _ in place of + and /");
     return [url, &files] { decodeBase64(*url, files); };
 }
 
 Job addCheck(CLI::App& command, const FileArguments& files) {
     const auto test = std::make_shared<Test>(Test::kDigits);
     auto* const utf16 = command.add_flag_callback(
-        "--utf16le", [test] { *test = Test::kUtf16; }, "UTF-16LE text after a byte order mark");
+        "--utf16le", [test] { *test = Test::kUtf16; },
+        "Check UTF-16LE text that starts with a byte order mark");
     command
         .add_flag_callback(
             "--range", [test] { *test = Test::kRange; },
-            "Only that what stands before the first = lies between + and z or is white space")
+            "Check only that all before the first = is white space or lies between + and z")
         ->excludes(utf16);
     return [test, &files] { checkBase64(*test, files); };
 }

@@ -7,6 +7,7 @@
 #include "tool/Failure.h"
 #include "tool/Files.h"
 #include "tool/Formats.h"
+#include "tool/Visible.h"
 
 // The longest input that an operation takes in one piece.
 constexpr unsigned int kLongestInput = 0xFFFFFFFF;
@@ -18,11 +19,12 @@ inline std::string_view viewOf(const DataBuffer& bytes) {
 }
 
 // What the log says about the input of that name, or else `otherwise`.
-inline Failure dataError(const std::string& input, const LogText& log, const char* otherwise) {
+[[nodiscard]] inline Failure dataError(const std::string& input, const LogText& log,
+                                       const char* otherwise) {
     std::string_view text = log.text().view();
     if (text.empty()) text = otherwise;
     if (text.ends_with('\n')) text.remove_suffix(1);
-    return {kDataError, input + ": " + std::string(text)};
+    return {kDataError, input + ": " + visible(text, "\n")};
 }
 
 // Reads the whole input, has it converted into a Result by `convert(text, result, log)`, and only

@@ -4,10 +4,12 @@
 #include <stdexcept>
 #include <string>
 
-// The exit statuses of the tool.
+// The exit statuses of the tool. A signal adds its own: 141 (SIGPIPE) when the reader of the output
+// has gone.
 enum ExitStatus { kSuccess = 0, kDataError = 1, kUsageError = 2, kFileError = 3 };
 
-// Ends the run: the message goes to standard error, the status to the shell.
+// Ends the run: the message goes to standard error, the status to the shell. Untrusted text in it
+// must have been made visible.
 class Failure : public std::runtime_error {
 public:
     Failure(ExitStatus status, const std::string& message)

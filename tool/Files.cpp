@@ -6,11 +6,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
+#include <charconv>
+#include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 #include <vector>
+
+#include "tool/Interrupt.h"
+#include "tool/Visible.h"
 
 namespace {
 
@@ -25,13 +30,9 @@ constexpr std::size_t kWriteBytes = 1 << 30;
 bool isStandard(const std::string& path) { return path == "-"; }
 
 int openForReading(const std::string& path) {
-    if (isStandard(path)) {
-        // Where it is closed, the next file opened would take its place.
-        if (fcntl(STDIN_FILENO, F_GETFD) < 0) failWith("standard input", errno);
-        return STDIN_FILENO;
-    }
+    if (isStandard(path)) return STDIN_FILENO;
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) failWith(path, errno);
+    if (descriptor < 0) failWith(visible(path), errno);
     return descriptor;
 }
 
@@ -44,31 +45,82 @@ std::uint64_t sizeOf(int descriptor) {
     return static_cast<std::uint64_t>(status.st_size - position);
 }
 
-// The temporary file's path for the signal handler, which may call little more than unlink.
-char interruptedPath[4096];
-
-extern "C" void removeAndDie(int signal) {
-    unlink(interruptedPath);
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
-}
-
-void removeWhenInterrupted(const std::string& path) {
-    if (path.size() >= sizeof interruptedPath) return;
-    path.copy(interruptedPath, path.size());
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM}) {
-        // What the parent chose to ignore (nohup) stays ignored.
-        if (std::signal(signal, removeAndDie) == SIG_IGN) std::signal(signal, SIG_IGN);
-    }
-}
-
 mode_t usualMode() {
     const mode_t mask = umask(0);
     umask(mask);
     return 0666 & ~mask;
 }
 
+// Gives a new file what the one that it replaces has, as far as permitted. What fails leaves it
+// more private, which does no harm.
+void takeOver(int descriptor, const struct stat& old) {
+    mode_t mode = old.st_mode & 0777;
+    constexpr auto kSameOwner = static_cast<uid_t>(-1);
+    if (fchown(descriptor, old.st_uid, old.st_gid) != 0 &&
+        fchown(descriptor, kSameOwner, old.st_gid) != 0) {
+        // Another group may do no more than everybody.
+        mode &= S_IRWXU | S_IRWXO | (mode & S_IRWXO) << 3;
+    }
+    fchmod(descriptor, mode);
+}
+
+std::string resolved(const std::string& path) {
+    char* const real = realpath(path.c_str(), nullptr);
+    std::string result = real ? real : "";
+    std::free(real);
+    return result;
+}
+
+// The descriptor of this process that the path names, be it by links such as /dev/stdout; -1 when
+// it names none. Opening such a path would give a descriptor of its own, without the position and
+// the append mode that the shell has set.
+int descriptorNamed(std::string path) {
+    constexpr int kMostLinks = 40;
+    const std::string own = "/proc/" + std::to_string(getpid()) + "/fd";
+    for (int links = 0; links < kMostLinks; ++links) {
+        if (path == "/dev/stdout") return STDOUT_FILENO;
+        if (path == "/dev/stderr") return STDERR_FILENO;
+        const auto nameAt = path.rfind('/') + 1;  // 0 when there is none
+        const std::string folder = path.substr(0, nameAt);
+        const std::string realFolder = resolved(folder.empty() ? "." : folder);
+        if (realFolder == own || realFolder == "/dev/fd") {
+            int descriptor = -1;
+            const char* const end = path.data() + path.size();
+            const auto parsed = std::from_chars(path.data() + nameAt, end, descriptor);
+            return parsed.ec == std::errc() && parsed.ptr == end ? descriptor : -1;
+        }
+        char target[PATH_MAX];
+        const ssize_t n = readlink(path.c_str(), target, sizeof target);
+        if (n <= 0) return -1;
+        const std::string next(target, static_cast<std::size_t>(n));
+        path = next.starts_with('/') ? next : folder + next;
+    }
+    return -1;
+}
+
+// A file without a name, which is gone when it is closed; -1 and errno when there is none.
+int openNameless() {
+    std::FILE* const file = std::tmpfile();
+    if (!file) return -1;
+    const int descriptor = fcntl(fileno(file), F_DUPFD_CLOEXEC, 0);
+    static_cast<void>(std::fclose(file));  // nothing was written
+    return descriptor;
+}
+
+// Waits until the file is on the disk; some file systems cannot tell.
+[[nodiscard]] bool onDisk(int descriptor) { return fsync(descriptor) == 0 || errno == EINVAL; }
+
 }  // namespace
+
+bool occupyStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) >= 0) continue;
+        // The lowest free descriptor is this one. It is opened in the wrong direction.
+        if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) != descriptor)
+            return false;
+    }
+    return true;
+}
 
 Failure tooLong(const std::string& name, unsigned int limit) {
     return {kDataError,
@@ -76,7 +128,7 @@ Failure tooLong(const std::string& name, unsigned int limit) {
 }
 
 Source::Source(const std::string& path, bool showProgress)
-    : m_name(isStandard(path) ? "standard input" : path),
+    : m_name(isStandard(path) ? "standard input" : visible(path)),
       m_descriptor(openForReading(path)),
       m_size(sizeOf(m_descriptor)),
       m_progress(showProgress, m_size) {}
@@ -113,51 +165,66 @@ StringBuffer Source::readAll(unsigned int limit) {
 }
 
 Destination::Destination(const std::string& path)
-    : m_name(isStandard(path) ? "standard output" : path) {
+    : m_name(isStandard(path) ? "standard output" : visible(path)) {
     if (isStandard(path)) return;
     struct stat status {};
     const bool exists = ::stat(path.c_str(), &status) == 0;
-    if (exists && S_ISDIR(status.st_mode)) fail(EISDIR);
-    if (exists && !S_ISREG(status.st_mode)) {
+    const int named = descriptorNamed(path);
+    if (named >= 0) {
+        m_descriptor = fcntl(named, F_DUPFD_CLOEXEC, 0);
+    } else if (exists && !S_ISREG(status.st_mode)) {
         m_descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-        if (m_descriptor < 0) fail(errno);
     } else {
         if (exists && access(path.c_str(), W_OK) != 0) fail(errno);
         // The file itself is replaced, not a link to it.
-        char* const resolved = exists ? realpath(path.c_str(), nullptr) : nullptr;
-        m_path = resolved ? resolved : path;
-        std::free(resolved);
+        if (exists) m_path = resolved(path);
+        if (m_path.empty()) m_path = path;
+        m_replaces = exists;
         openTemporary();
-        fchmod(m_descriptor, exists ? status.st_mode & 07777 : usualMode());
+        if (exists)
+            takeOver(m_descriptor, status);
+        else
+            fchmod(m_descriptor, usualMode());
     }
+    if (m_descriptor < 0) fail(errno);
     m_output = contentcoding::FileOutput(m_descriptor);
 }
 
-Destination::~Destination() { discard(); }
+Destination::~Destination() {
+    if (m_descriptor >= 0 && m_descriptor != STDOUT_FILENO) close(m_descriptor);
+    if (!m_temporary.empty()) unlink(m_temporary.c_str());
+}
 
 void Destination::openTemporary() {
     const auto folder = m_path.rfind('/') + 1;  // 0 when there is none
-    m_temporary = m_path.substr(0, folder) + ".contentcode-XXXXXX";
-    m_descriptor = mkostemp(m_temporary.data(), O_CLOEXEC);
-    if (m_descriptor < 0) {
-        m_temporary.clear();
-        fail(errno);
+    std::string temporary = m_path.substr(0, folder) + ".contentcode-XXXXXX";
+    const SignalsHeld held;  // none finds the file there and its path not noted
+    m_descriptor = mkostemp(temporary.data(), O_CLOEXEC);
+    if (m_descriptor >= 0) {
+        removeWhenInterrupted(temporary);
+        m_temporary = std::move(temporary);
+    } else if (m_replaces) {
+        m_descriptor = openNameless();
     }
-    removeWhenInterrupted(m_temporary);
+    if (m_descriptor < 0) fail(errno);
 }
 
 void Destination::fail(int error) const { failWith(m_name, error); }
 
 void Destination::write(std::string_view bytes) {
-    if (m_held.size() + bytes.size() > kHeldBytes) {
-        writeNow(m_held);
-        m_held.clear();
-    }
+    if (m_held.size() + bytes.size() > kHeldBytes) flush();
     if (bytes.size() > kHeldBytes)
         writeNow(bytes);
     else
         m_held += bytes;
 }
+
+void Destination::flush() {
+    writeNow(m_held);
+    m_held.clear();
+}
+
+bool Destination::isTerminal() const { return isatty(m_descriptor) == 1; }
 
 void Destination::writeNow(std::string_view bytes) {
     _zqIoParams ioParams;
@@ -171,14 +238,37 @@ void Destination::writeNow(std::string_view bytes) {
 }
 
 void Destination::commit() {
-    writeNow(m_held);
+    flush();
+    if (!m_path.empty()) putInPlace();
     if (close(std::exchange(m_descriptor, -1)) != 0) fail(errno);
-    if (m_temporary.empty()) return;
-    if (std::rename(m_temporary.c_str(), m_path.c_str()) != 0) fail(errno);
-    m_temporary.clear();
 }
 
-void Destination::discard() {
-    if (m_descriptor >= 0 && m_descriptor != STDOUT_FILENO) close(m_descriptor);
-    if (!m_temporary.empty()) unlink(m_temporary.c_str());
+void Destination::putInPlace() {
+    // A crash of the machine must not leave the name without the content.
+    if (!onDisk(m_descriptor)) fail(errno);
+    if (!m_temporary.empty()) {
+        if (std::rename(m_temporary.c_str(), m_path.c_str()) == 0) {
+            m_temporary.clear();
+            return;
+        }
+        // Not to be replaced: in a folder such as /tmp, a file of another owner; a mount point.
+        const bool kept = errno == EACCES || errno == EPERM || errno == EBUSY;
+        if (!m_replaces || !kept) fail(errno);
+    }
+    copyInPlace();
+}
+
+void Destination::copyInPlace() {
+    const int complete = m_descriptor;
+    m_descriptor = open(m_path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    if (m_descriptor < 0) fail(errno);
+    m_output = contentcoding::FileOutput(m_descriptor);
+    std::vector<char> block(kReadBytes);
+    off_t done = 0;
+    for (ssize_t n; (n = pread(complete, block.data(), block.size(), done)) != 0; done += n) {
+        if (n < 0) fail(errno);
+        writeNow({block.data(), static_cast<std::size_t>(n)});
+    }
+    close(complete);
+    if (!onDisk(m_descriptor)) fail(errno);
 }

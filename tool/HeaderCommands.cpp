@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <memory>
 
 #include "support/Charset.h"
@@ -22,7 +21,7 @@ struct EncodeOptions {
 
 CLI::Option* addEachLine(CLI::App& command, bool& eachLine) {
     return command.add_flag("--each-line", eachLine,
-                            "Every line of the input is a value of its own");
+                            "Convert each line of the input as a value of its own");
 }
 
 void addEncodeOptions(CLI::App& command, EncodeOptions& options) {
@@ -33,14 +32,14 @@ void addEncodeOptions(CLI::App& command, EncodeOptions& options) {
         ->check(CLI::IsMember({"b", "q", "auto"}))
         ->capture_default_str();
     command
-        .add_option("--charset", options.charset, "What the input is in, and what the words say")
+        .add_option("--charset", options.charset, "The charset of the input, which the words name")
         ->type_name("NAME")
         ->capture_default_str();
     command.add_flag("--encode-commas", options.codec.m_qEncodeCommaToo,
-                     "Escape commas and colons too, for words inside address lists");
+                     "Escape commas and colons too, for words in address lists");
 }
 
-// What the library itself chooses shows in a word that it makes.
+// A word shows which encoding the library chose for it.
 bool choosesB(const EncodeOptions& options) {
     StringBuffer word;
     options.codec.qbEncodeData("x", 1, options.charset.c_str(), word);
@@ -50,7 +49,8 @@ bool choosesB(const EncodeOptions& options) {
 int codePageOf(const std::string& charset) {
     _zqCharset found;
     found.setByName(charset.c_str());
-    if (found.getCodePage() == 0) throw Failure(kUsageError, "unknown charset: " + charset);
+    if (found.getCodePage() == 0)
+        throw Failure(kUsageError, "unknown charset: " + visible(charset));
     return found.getCodePage();
 }
 
@@ -80,7 +80,7 @@ void encodeWord(const EncodeOptions& options, const FileArguments& files) {
                   });
 }
 
-// Without the line breaks that stand before a blank.
+// Without the line breaks before a space or tab.
 std::string unfolded(std::string_view value) {
     std::string text;
     for (std::size_t i = 0; i < value.size(); ++i) {
@@ -101,35 +101,28 @@ bool decodeHeader(std::string_view value, bool raw, StringBuffer& result, LogBas
     return ContentCoding::QB_Decode(text, bytes) && result.append(bytes);
 }
 
-// A result that goes on one line must not hold line ends, which words may have encoded.
-void putOnOneLine(StringBuffer& result) {
-    std::string text(result.view());
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
-    result = StringBuffer(text);
-}
-
 Job addEncodeHeader(CLI::App& command, const FileArguments& files) {
     const auto options = std::make_shared<EncodeOptions>();
     addEncodeOptions(command, *options);
-    auto* const fold = command.add_flag("--fold", options->fold,
-                                        "Several words, on lines of their own, for long values");
+    auto* const fold =
+        command.add_flag("--fold", options->fold, "Put long values into several words, one a line");
     addEachLine(command, options->eachLine)->excludes(fold);
     return [options, &files] { encodeHeader(*options, files); };
 }
 
 Job addDecodeHeader(CLI::App& command, const FileArguments& files) {
     const auto raw = std::make_shared<bool>(false), eachLine = std::make_shared<bool>(false);
-    command.add_flag("--raw", *raw, "The bytes of the words, in whatever charsets they are");
+    command.add_flag("--raw", *raw,
+                     "Write the bytes of the words without converting their charsets");
     addEachLine(command, *eachLine)
-        ->description("Every line is a value of its own; line ends inside one become spaces");
+        ->description("Decode each line as a value of its own; encoded line ends become spaces");
     return [raw, eachLine, &files] {
-        convertValues(files, *eachLine, kNoMemory,
-                      [&](std::string_view value, StringBuffer& result, LogBase& log) {
-                          const bool ok = decodeHeader(value, *raw, result, log);
-                          if (*eachLine) putOnOneLine(result);
-                          return ok;
-                      });
+        convertValues(
+            files, *eachLine, kNoMemory,
+            [&](std::string_view value, StringBuffer& result, LogBase& log) {
+                return decodeHeader(value, *raw, result, log);
+            },
+            ResultKind::kDecodedText);
     };
 }
 
@@ -143,19 +136,19 @@ Job addEncodeWord(CLI::App& command, const FileArguments& files) {
 Job addDecodeParameter(CLI::App& command, const FileArguments& files) {
     const auto charset = std::make_shared<std::string>("utf-8");
     const auto eachLine = std::make_shared<bool>(false);
-    command.add_option("--charset", *charset, "The charset of a value that names none")
+    command.add_option("--charset", *charset, "The charset of values that name none")
         ->type_name("NAME")
         ->capture_default_str();
     addEachLine(command, *eachLine);
     return [charset, eachLine, &files] {
-        convertValues(files, *eachLine, kNoMemory,
-                      [&](std::string_view value, StringBuffer& result, LogBase& log) {
-                          StringBuffer text(value), ownCharset;
-                          const bool ok = ContentCoding::decodeStarEncoded(text, charset->c_str(),
-                                                                           result, ownCharset, log);
-                          if (*eachLine) putOnOneLine(result);
-                          return ok;
-                      });
+        convertValues(
+            files, *eachLine, kNoMemory,
+            [&](std::string_view value, StringBuffer& result, LogBase& log) {
+                StringBuffer text(value), ownCharset;
+                return ContentCoding::decodeStarEncoded(text, charset->c_str(), result, ownCharset,
+                                                        log);
+            },
+            ResultKind::kDecodedText);
     };
 }
 

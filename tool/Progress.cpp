@@ -4,10 +4,23 @@
 
 #include <cstdio>
 
+#include "tool/Interrupt.h"
+
 namespace {
+
 constexpr auto kQuietTime = std::chrono::seconds(1);
 constexpr auto kInterval = std::chrono::milliseconds(200);
 constexpr double kMiB = 1024.0 * 1024.0;
+
+bool lineShown = false;
+
+void eraseLine() {
+    if (!lineShown) return;
+    std::fputs("\r\033[K", stderr);
+    lineShown = false;
+    eraseLineWhenInterrupted(false);
+}
+
 }  // namespace
 
 Progress::Progress(bool wanted, std::uint64_t total)
@@ -15,15 +28,14 @@ Progress::Progress(bool wanted, std::uint64_t total)
       m_total(total),
       m_next(Clock::now() + kQuietTime) {}
 
-Progress::~Progress() {
-    if (m_shown) std::fputs("\r\033[K", stderr);
-}
+Progress::~Progress() { eraseLine(); }
 
 void Progress::advance(std::uint64_t bytes) {
     m_done += bytes;
     if (!m_wanted || Clock::now() < m_next) return;
     m_next = Clock::now() + kInterval;
-    m_shown = true;
+    lineShown = true;
+    eraseLineWhenInterrupted(true);
     const double done = static_cast<double>(m_done), total = static_cast<double>(m_total);
     if (m_done <= m_total)
         std::fprintf(stderr, "\r%.0f of %.0f MiB (%.0f %%)\033[K", done / kMiB, total / kMiB,
@@ -31,4 +43,9 @@ void Progress::advance(std::uint64_t bytes) {
     else
         std::fprintf(stderr, "\r%.0f MiB\033[K", done / kMiB);
     std::fflush(stderr);
+}
+
+void report(const std::string& message) {
+    eraseLine();
+    std::fprintf(stderr, "contentcode: %s\n", message.c_str());
 }

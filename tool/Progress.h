@@ -3,8 +3,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 
-// A line on standard error that tells how much of the input was read, if that is a terminal
+// A line on standard error that shows how much of the input was read, if that is a terminal
 // and the work takes longer than a moment.
 class Progress {
 public:
@@ -20,10 +21,13 @@ private:
     using Clock = std::chrono::steady_clock;
 
     bool m_wanted;
-    bool m_shown = false;
     std::uint64_t m_total;
     std::uint64_t m_done = 0;
     Clock::time_point m_next;
 };
+
+// Writes a message to standard error, in place of the progress line if one is shown. Untrusted
+// text in it must have been made visible.
+void report(const std::string& message);
 
 #endif

@@ -7,7 +7,7 @@ namespace {
 constexpr const char* kNoMemory = "not enough memory";
 
 void addWrap(CLI::App& command, unsigned int& wrap) {
-    command.add_option("--wrap", wrap, "The longest line, in characters")
+    command.add_option("--wrap", wrap, "The most characters in a line")
         ->type_name("N")
         ->check(CLI::Range(10u, 0xFFFFFFFFu))
         ->capture_default_str();
@@ -41,10 +41,9 @@ Job addDecodeQp(CLI::App& command, const FileArguments& files) {
     command.add_flag("--unicode-escapes", codec->m_qpDecodeUnicodeEscapes,
                      "Turn =00 and a number such as 00E9; into the reference &#233;");
     return [codec, &files] {
-        convertWhole<DataBuffer>(files, kLongestInput, "starts with a NUL",
+        convertWhole<DataBuffer>(files, kLongestInput, "input starts with a NUL byte",
                                  [&](const StringBuffer& text, DataBuffer& bytes, LogBase&) {
-                                     // Nothing is no text to the decoder; as a file it is one
-                                     // without lines.
+                                     // The decoder refuses empty text; an empty file is fine.
                                      return text.getSize() == 0 ||
                                             codec->decodeQuotedPrintable(text.getString(),
                                                                          text.getSize(), bytes);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -19,7 +20,8 @@ std::string_view withoutLineEnd(std::string_view text) {
 // Converts all bytes of the input, or each of its lines.
 Job conversion(CLI::App& command, const FileArguments& files, ConvertValue convert) {
     const auto eachLine = std::make_shared<bool>(false);
-    command.add_flag("--each-line", *eachLine, "Every line of the input is a value of its own");
+    command.add_flag("--each-line", *eachLine,
+                     "Convert each line of the input as a value of its own");
     return [eachLine, &files, convert = std::move(convert)] {
         if (*eachLine) {
             convertValues(files, true, kNoMemory, convert);
@@ -48,14 +50,79 @@ bool encodeFramed(const void* data, unsigned int len, StringBuffer& out, LogBase
            out.append("~>");
 }
 
+// Logs the fault with its place in the text.
+void logAt(std::size_t offset, std::string_view text, std::string fault, LogBase& log) {
+    const std::string_view before = text.substr(0, offset);
+    const std::size_t lineStart = before.rfind('\n') + 1;  // 0 on the first line
+    fault += " (";
+    if (const auto lines = std::count(before.begin(), before.end(), '\n'); lines > 0)
+        fault += "line " + std::to_string(lines + 1) + ", ";
+    fault += "character " + std::to_string(offset - lineStart + 1) + ')';
+    log.LogError(fault.c_str());
+}
+
+// The entry of a log that has one.
+std::string entryOf(const LogText& log) {
+    std::string_view entry = log.text().view();
+    if (entry.ends_with('\n')) entry.remove_suffix(1);
+    return std::string(entry);
+}
+
 // For decoders that take text up to a NUL.
 template <bool (*decode)(const char*, DataBuffer&, LogBase&)>
 bool decodeWithoutNul(const StringBuffer& text, DataBuffer& out, LogBase& log) {
-    if (text.containsChar('\0')) {
-        log.LogError("there is a NUL in the text");
+    const std::string_view all = text.view();
+    if (const auto nul = all.find('\0'); nul != all.npos) {
+        logAt(nul, all, "input contains a NUL byte", log);
         return false;
     }
     return decode(text.getString(), out, log);
+}
+
+bool decodeBase58(const char* text, DataBuffer& out, LogBase& log) {
+    LogText own;
+    if (ContentCoding::decodeBase58(text, out, own)) return true;
+    if (own.text().getSize() == 0) return false;
+    // The first character that is not Base58 by itself.
+    const std::string_view all = text;
+    const auto isDigit = [](char c) {
+        const char digit[] = {c, '\0'};
+        DataBuffer ignored;
+        LogNull none;
+        return ContentCoding::decodeBase58(digit, ignored, none);
+    };
+    const auto at = std::find_if_not(all.begin(), all.end(), isDigit) - all.begin();
+    logAt(static_cast<std::size_t>(at), all, entryOf(own), log);
+    return false;
+}
+
+bool isInFinalChunk(const std::string& fault) { return fault.find("final chunk") != fault.npos; }
+
+// The last character of the shortest text that has the fault; all longer ones have it, too. (A cut
+// group at the end may fail where the whole one would not.)
+std::size_t ascii85FaultAt(std::string_view text) {
+    std::size_t good = 0, bad = text.size();
+    while (bad - good > 1) {
+        const std::size_t middle = good + (bad - good) / 2;
+        DataBuffer ignored;
+        LogText log;
+        const bool ok =
+            ContentCoding::decodeAscii85(StringBuffer(text.substr(0, middle)), ignored, log);
+        (ok || isInFinalChunk(entryOf(log)) ? good : bad) = middle;
+    }
+    return good;
+}
+
+bool decodeAscii85(const StringBuffer& text, DataBuffer& out, LogBase& log) {
+    LogText own;
+    if (ContentCoding::decodeAscii85(text, out, own)) return true;
+    if (own.text().getSize() == 0) return false;
+    const std::string fault = entryOf(own);
+    const std::string_view all = text.view();
+    const std::string_view framed = all.substr(0, all.find("~>"));
+    logAt(isInFinalChunk(fault) ? framed.find_last_not_of(" \t\r\n") : ascii85FaultAt(all), all,
+          fault, log);
+    return false;
 }
 
 bool decodeEda(const StringBuffer& text, DataBuffer& out, LogBase&) {
@@ -70,7 +137,7 @@ Job addEncode(CLI::App& command, const FileArguments& files) {
                       });
 }
 
-// The line end that a text file ends with is no part of the text.
+// The line end at the end of a text file is not part of the text.
 template <Decoder decode>
 Job addDecode(CLI::App& command, const FileArguments& files) {
     return conversion(
@@ -96,8 +163,8 @@ const Format kBase32Format = {"base32", "Base32", addEncode<encodeBase32>,
                               addDecode<decodeWithoutNul<ContentCoding::decodeBase32>>, nullptr};
 const Format kBase58Format = {"base58", "Base58, one big number, for short values",
                               addEncode<ContentCoding::encodeBase58>,
-                              addDecode<decodeWithoutNul<ContentCoding::decodeBase58>>, nullptr};
+                              addDecode<decodeWithoutNul<decodeBase58>>, nullptr};
 const Format kAscii85Format = {"ascii85", "Ascii85, framed or not", addEncodeAscii85,
-                               addDecode<ContentCoding::decodeAscii85>, nullptr};
+                               addDecode<decodeAscii85>, nullptr};
 const Format kEdaFormat = {"eda", "EDA, base 43", addEncode<encodeEda>, addDecode<decodeEda>,
                            nullptr};

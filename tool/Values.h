@@ -11,11 +11,15 @@
 using ConvertValue =
     std::function<bool(std::string_view value, StringBuffer& result, LogBase& log)>;
 
+// Whether results are text that others have encoded. On a terminal the controls in it are made
+// visible; on a line, line ends in it become spaces.
+enum class ResultKind { kPlain, kDecodedText };
+
 // Converts the input as one value or, with `eachLine`, every line of it as a value of its own. The
-// line end after a value is no part of it and follows its result. What the log says of a value
-// goes to standard error; a value that fails ends the run, with `otherwise` for a reason when
-// the log has none.
+// line end after a value is not part of it and follows its result; no result then holds another.
+// What the log says of a value goes to standard error. A value that fails ends the run, with
+// `otherwise` as the reason when the log has none; the results of the lines before it are written.
 void convertValues(const FileArguments& files, bool eachLine, const char* otherwise,
-                   const ConvertValue& convert);
+                   const ConvertValue& convert, ResultKind kind = ResultKind::kPlain);
 
 #endif
