@@ -10,6 +10,7 @@
 #include "codec/StagingWriter.h"
 #include "codec/Tables.h"
 #include "codec/kernels/Kernels.h"
+#include "support/BufferAccess.h"
 
 // The alphabets of RFC 4648, sections 4 and 5: the digit of value v is entry v.
 constexpr char _base64_table[65] =
@@ -22,6 +23,7 @@ namespace {
 using namespace std::string_view_literals;
 using contentcoding::Base64Format;
 using contentcoding::Base64Values;
+using contentcoding::BufferAccess;
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::kBase64Skipped;
@@ -114,7 +116,7 @@ bool appendAll(const unsigned char* bytes, unsigned int len, const char* alphabe
         std::uint64_t{groups} * kQuantumChars + std::uint64_t{fullLines} * lines.lineBreak.size();
     const std::uint64_t all = size + (len % kGroupBytes > 0 ? kQuantumChars : 0) + end.size();
     if (all > std::numeric_limits<unsigned int>::max()) return false;
-    char* const text = out.extend(static_cast<unsigned int>(all));
+    char* const text = BufferAccess::appendUninitialized(out, static_cast<unsigned int>(all));
     if (!text) return false;
     // More groups in a line than there are make no difference.
     const auto inLine =
@@ -371,13 +373,13 @@ bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuf
     if (len >= kTooManyChars) return false;
     const unsigned int most = 3 * len / 4;
     unsigned char cut = 0;
-    if (unsigned char* const bytes = out.replaceable(most, text, len)) {
-        out.resize(decodeText(text, len, kStandardValues, bytes, cut));
+    if (unsigned char* const bytes = BufferAccess::reuse(out, most, text, len)) {
+        BufferAccess::setSize(out, decodeText(text, len, kStandardValues, bytes, cut));
         return true;
     }
     auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(most + 1));
     if (!bytes) return false;
-    out.takeData(bytes, decodeText(text, len, kStandardValues, bytes, cut), most);
+    BufferAccess::adopt(out, bytes, decodeText(text, len, kStandardValues, bytes, cut), most);
     return true;
 }
 

@@ -1,6 +1,7 @@
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
 #include "support/Ascii.h"
+#include "support/BufferAccess.h"
 #include "support/Json.h"
 
 namespace {
@@ -41,7 +42,8 @@ bool appendName(const ClsJsonObject& object, int i, XString& upper, DataBuffer& 
     const std::string_view name = object.nameAt(i);
     if (object.TypeAt(i) == contentcoding::kJsonArray || runOf(kAscii, name) < name.size())
         return object.NameAt(i, upper) && upper.toUpperCase() && appendQuoted(upper, out);
-    unsigned char* p = out.extend(static_cast<unsigned int>(name.size() + 2));
+    unsigned char* p = contentcoding::BufferAccess::appendUninitialized(
+        out, static_cast<unsigned int>(name.size() + 2));
     if (!p) return false;
     *p++ = '"';
     for (const char c : name)

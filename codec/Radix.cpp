@@ -10,9 +10,11 @@
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
 #include "codec/StagingWriter.h"
+#include "support/BufferAccess.h"
 
 namespace {
 
+using contentcoding::BufferAccess;
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::kBase32Alphabet;
@@ -374,8 +376,9 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
     // All at once, where there is room; else in blocks, as many as there is room for.
     const unsigned int whole = len / kBase32GroupBytes,
                        groups = whole + (len % kBase32GroupBytes > 0 ? 1 : 0);
-    char* const room =
-        groups <= kMaxSize / kBase32GroupChars ? out.extend(groups * kBase32GroupChars) : nullptr;
+    char* const room = groups <= kMaxSize / kBase32GroupChars
+                           ? BufferAccess::appendUninitialized(out, groups * kBase32GroupChars)
+                           : nullptr;
     if (room) {
         kernels.encodeBase32(data, whole, room);
         data += std::size_t{whole} * kBase32GroupBytes;
@@ -404,10 +407,11 @@ bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
     const std::size_t whole = static_cast<std::size_t>(end - text) / kBase32GroupChars;
     if (whole > 0 && whole < kMaxSize / kBase32GroupBytes) {
         const auto most = static_cast<unsigned int>((whole + 1) * kBase32GroupBytes);
-        if (unsigned char* const room = out.extend(most)) {
+        if (unsigned char* const room = BufferAccess::appendUninitialized(out, most)) {
             const std::size_t done = contentcoding::kernels().decodeBase32(text, whole, room);
             text += done * kBase32GroupChars;
-            out.resize(out.getSize() - most + static_cast<unsigned int>(done * kBase32GroupBytes));
+            BufferAccess::shrinkTo(
+                out, out.getSize() - most + static_cast<unsigned int>(done * kBase32GroupBytes));
         }
     }
     StagingWriter<ToBytes, kBase32FlushBytes + kBase32GroupBytes> bytes(ToBytes{out});
@@ -485,7 +489,7 @@ bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffe
     }
     const std::uint64_t size = zeros + (kLimbDigits - skipped) + std::uint64_t{limbs} * kLimbDigits;
     if (size > kMaxSize) return false;
-    char* next = out.extend(static_cast<unsigned int>(size));
+    char* next = BufferAccess::appendUninitialized(out, static_cast<unsigned int>(size));
     if (!next) return false;
     next = std::fill_n(next, zeros, b58digits_ordered[0]);
     next = std::copy(firstDigits + skipped, firstDigits + kLimbDigits, next);
@@ -530,7 +534,8 @@ bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log
     std::size_t skipped = 0;
     while (words > 0 && number[words - 1] >> (8 * (kWordBytes - 1 - skipped)) == 0)
         ++skipped;
-    unsigned char* next = out.extend(static_cast<unsigned int>(most - skipped));
+    unsigned char* next =
+        BufferAccess::appendUninitialized(out, static_cast<unsigned int>(most - skipped));
     if (!next) return true;  // as the interface has it
     next = std::fill_n(next, zeros, static_cast<unsigned char>(0));
     for (std::size_t i = words; i-- > 0; skipped = 0) {
@@ -646,7 +651,7 @@ bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& ou
         len -= 3;
         return value;
     };
-    if (unsigned char* bytes = out.extend(len / 3 * 2)) {
+    if (unsigned char* bytes = BufferAccess::appendUninitialized(out, len / 3 * 2)) {
         while (len >= 3) {
             const unsigned int value = take();
             *bytes++ = static_cast<unsigned char>(value >> 8);

@@ -32,8 +32,8 @@ bool DataBuffer::appendSkipNulls(const unsigned char* data, unsigned int n) {
     return append(kept.getData2(), kept.getSize());
 }
 
-void DataBuffer::takeData(unsigned char* data, unsigned int n, unsigned int capacity) {
-    m_storage.adopt(reinterpret_cast<char*>(data), n, capacity);
+void DataBuffer::takeData(unsigned char* data, unsigned int n) {
+    m_storage.adopt(reinterpret_cast<char*>(data), n, n);
 }
 
 bool DataBuffer::parseUint16(unsigned int& offset, bool littleEndian, unsigned short& value) const {

@@ -5,6 +5,10 @@
 
 #include "support/Memory.h"
 
+namespace contentcoding {
+class BufferAccess;
+}
+
 // A growable, counted array of bytes. Decoders append to it.
 //
 // Lengths are bytes. At most 2^32 - 1 bytes are held. An operation that would pass that, or
@@ -39,13 +43,6 @@ public:
     bool append(const void* data, unsigned int n) { return m_storage.append(data, n); }
     bool appendChar(unsigned char b) { return m_storage.append(&b, 1); }
 
-    // Appends `n` bytes of unspecified values, and returns where they are, to be written before the
-    // buffer next changes. Null, with nothing appended, when there is no room for them, or `n` is 0
-    // and the buffer never held anything.
-    unsigned char* extend(unsigned int n) {
-        return reinterpret_cast<unsigned char*>(m_storage.extend(n));
-    }
-
     // Appends a NUL-terminated text without its terminator.
     bool appendStr(const char* text);
 
@@ -57,21 +54,7 @@ public:
 
     // Replaces what is held by the `n` bytes of `data`, an array from zqNewChar of more than
     // `n` elements, which belongs to the buffer from then on. Null with 0 empties the buffer.
-    void takeData(unsigned char* data, unsigned int n) { takeData(data, n, n); }
-
-    // The same for an array of more than `capacity` elements, of which `n` are in use.
-    void takeData(unsigned char* data, unsigned int n, unsigned int capacity);
-
-    // Where to write up to `n` bytes that replace what is held, of which resize() then tells how
-    // many they were; null where that takes a larger array, or one of the `len` bytes at `source`
-    // would be overwritten.
-    unsigned char* replaceable(unsigned int n, const void* source, std::size_t len) {
-        const bool fits = n <= m_storage.capacity() && !m_storage.overlaps(source, len);
-        return fits ? reinterpret_cast<unsigned char*>(m_storage.bytes()) : nullptr;
-    }
-
-    // Says how many bytes are held: no more than were, or than were written to replaceable().
-    void resize(unsigned int n) { m_storage.truncate(n); }
+    void takeData(unsigned char* data, unsigned int n);
 
     void clear() { m_storage.truncate(0); }
 
@@ -81,6 +64,8 @@ public:
     bool parseUint16(unsigned int& offset, bool littleEndian, unsigned short& value) const;
 
 private:
+    friend class contentcoding::BufferAccess;
+
     contentcoding::ByteStorage m_storage;
 };
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 // Allocation and text helpers, and the storage that both buffers share. Nothing here throws.
 
@@ -77,7 +78,7 @@ public:
 
     // Appends `n` bytes of unspecified values, and returns where they are; null, and nothing
     // changed, when there is no room.
-    char* extend(unsigned int n) {
+    char* appendUninitialized(unsigned int n) {
         if (!reserve(n)) return nullptr;
         m_size += n;
         return m_bytes + (m_size - n);
@@ -92,7 +93,13 @@ public:
 
     unsigned int capacity() const { return m_capacity; }
 
-    // Cuts to `n` bytes; `n` must not exceed size(), or what was written up to capacity().
+    // The bytes after the last one held, without the spare one.
+    std::span<char> spare() { return {m_bytes + m_size, m_capacity - m_size}; }
+
+    // Says how many bytes are held; `n` must not exceed size(), or what was written to spare().
+    void setSize(unsigned int n) { m_size = n; }
+
+    // Cuts to `n` bytes, of size() at most.
     void truncate(unsigned int n) { m_size = n; }
 
     // Takes over an array from zqNewChar, of more than `capacity` elements, that holds `n` bytes,

@@ -13,7 +13,7 @@ StringBuffer::StringBuffer(std::string_view text) {
         appendN(text.data(), static_cast<unsigned int>(text.size()));
 }
 
-StringBuffer::StringBuffer(const StringBuffer& other) : m_storage(other.m_storage) { terminated(); }
+StringBuffer::StringBuffer(const StringBuffer& other) : m_storage(other.m_storage) { terminate(); }
 
 StringBuffer& StringBuffer::operator=(const StringBuffer& other) {
     if (this != &other) *this = StringBuffer(other);

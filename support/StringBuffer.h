@@ -8,6 +8,10 @@
 class DataBuffer;
 class LogBase;
 
+namespace contentcoding {
+class BufferAccess;
+}
+
 // A growable, counted text of 8-bit characters, always terminated by a NUL that is not counted;
 // it may hold NUL bytes inside. Encoders append to it.
 //
@@ -49,15 +53,6 @@ public:
     // Appends exactly `n` bytes, whatever their values.
     bool appendN(const char* data, unsigned int n) {
         return m_storage.append(data, n) && terminated();
-    }
-
-    // Appends `n` bytes of unspecified values, and returns where they are, to be written before the
-    // buffer next changes. Null, with nothing appended, when there is no room for them, or `n` is 0
-    // and the buffer never held anything.
-    char* extend(unsigned int n) {
-        char* const bytes = m_storage.extend(n);
-        terminated();
-        return bytes;
     }
 
     bool appendChar(char c) { return appendN(&c, 1); }
@@ -116,13 +111,18 @@ public:
     bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
 
 private:
-    bool terminated() {
+    friend class contentcoding::BufferAccess;
+
+    void terminate() {
         if (m_storage.bytes()) m_storage.bytes()[getSize()] = '\0';
+    }
+    bool terminated() {
+        terminate();
         return true;
     }
     void truncate(unsigned int n) {
         m_storage.truncate(n);
-        terminated();
+        terminate();
     }
 
     contentcoding::ByteStorage m_storage;

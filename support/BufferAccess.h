@@ -1,0 +1,115 @@
+#ifndef SUPPORT_BUFFERACCESS_H
+#define SUPPORT_BUFFERACCESS_H
+
+#include <cassert>
+#include <cstddef>
+#include <span>
+
+#include "support/DataBuffer.h"
+#include "support/StringBuffer.h"
+
+// Private: writing into a buffer's own memory.
+
+namespace contentcoding {
+
+// For a coder that asks for room, writes there, and gives back what it did not need:
+//
+//     const unsigned int before = out.getSize();
+//     char* const room = BufferAccess::appendUninitialized(out, most);
+//     if (!room) return false;
+//     BufferAccess::shrinkTo(out, before + write(room));
+//
+// or, when how much there is to write is found on the way:
+//
+//     if (!BufferAccess::reserve(out, least)) return false;
+//     const std::span<char> room = BufferAccess::spare(out);  // `least` bytes or more
+//     BufferAccess::setSize(out, before + write(room));
+//
+// Lengths are bytes. An address is valid until the buffer next changes. A StringBuffer has its
+// terminator again after each of these; only bytes written to spare() overwrite it, until setSize()
+// is called.
+class BufferAccess {
+public:
+    // Appends `n` bytes of unspecified values and returns their address. Null, with nothing
+    // appended, when there is no room for them, or when `n` is 0 and the buffer never held
+    // anything.
+    [[nodiscard]] static char* appendUninitialized(StringBuffer& out, unsigned int n) {
+        char* const bytes = out.m_storage.appendUninitialized(n);
+        out.terminate();
+        return bytes;
+    }
+    [[nodiscard]] static unsigned char* appendUninitialized(DataBuffer& out, unsigned int n) {
+        return reinterpret_cast<unsigned char*>(out.m_storage.appendUninitialized(n));
+    }
+
+    // Keeps the first `n` bytes, of getSize() at most. The storage is kept.
+    static void shrinkTo(StringBuffer& out, unsigned int n) {
+        assert(n <= out.getSize());
+        setSize(out, n);
+    }
+    static void shrinkTo(DataBuffer& out, unsigned int n) {
+        assert(n <= out.getSize());
+        setSize(out, n);
+    }
+
+    // Reserves room for at least `n` more bytes. The storage at least doubles when it grows and
+    // memory allows, so that reserving a little again and again takes linear time. False, and
+    // nothing changed, when there is no room.
+    [[nodiscard]] static bool reserve(StringBuffer& out, unsigned int n) {
+        return out.expectNumBytes(n);
+    }
+    [[nodiscard]] static bool reserve(DataBuffer& out, unsigned int n) {
+        return out.m_storage.reserve(n);
+    }
+
+    // How many bytes the buffer can hold without an allocation.
+    static unsigned int capacity(const StringBuffer& out) { return out.m_storage.capacity(); }
+    static unsigned int capacity(const DataBuffer& out) { return out.m_storage.capacity(); }
+
+    // The memory after the bytes held, all that setSize() can count as held.
+    static std::span<char> spare(StringBuffer& out) { return out.m_storage.spare(); }
+    static std::span<unsigned char> spare(DataBuffer& out) {
+        const std::span<char> room = out.m_storage.spare();
+        return {reinterpret_cast<unsigned char*>(room.data()), room.size()};
+    }
+
+    // Says how many bytes are held: no more than were, or than were written to spare() or reuse().
+    static void setSize(StringBuffer& out, unsigned int n) {
+        assert(n <= capacity(out));
+        out.m_storage.setSize(n);
+        out.terminate();
+    }
+    static void setSize(DataBuffer& out, unsigned int n) {
+        assert(n <= capacity(out));
+        out.m_storage.setSize(n);
+    }
+
+    // The address of up to `n` bytes that replace what is held; call setSize() with the number
+    // written. Null when that takes a larger array, or when writing would overwrite one of the
+    // `len` bytes at `source`.
+    [[nodiscard]] static unsigned char* reuse(DataBuffer& out, unsigned int n, const void* source,
+                                              std::size_t len) {
+        const bool fits = n <= capacity(out) && !out.m_storage.overlaps(source, len);
+        return fits ? reinterpret_cast<unsigned char*>(out.m_storage.bytes()) : nullptr;
+    }
+
+    // As DataBuffer::takeData, for an array of more than `capacity` elements, of which `n` are in
+    // use.
+    static void adopt(DataBuffer& out, unsigned char* array, unsigned int n,
+                      unsigned int capacity) {
+        assert(n <= capacity);
+        out.m_storage.adopt(reinterpret_cast<char*>(array), n, capacity);
+    }
+
+    // Whether the buffer's memory, in use or not, holds any of the `n` bytes at `p`.
+    static bool overlaps(const StringBuffer& out, const void* p, std::size_t n) {
+        return out.m_storage.overlaps(p, n);
+    }
+    static bool overlaps(const DataBuffer& out, const void* p, std::size_t n) {
+        return out.m_storage.overlaps(p, n);
+    }
+};
+
+}  // namespace contentcoding
+
+#endif
