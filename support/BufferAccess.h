@@ -89,7 +89,7 @@ public:
     // `len` bytes at `source`.
     [[nodiscard]] static unsigned char* reuse(DataBuffer& out, unsigned int n, const void* source,
                                               std::size_t len) {
-        const bool fits = n <= capacity(out) && !out.m_storage.overlaps(source, len);
+        const bool fits = n <= capacity(out) && isApart(out, source, len);
         return fits ? reinterpret_cast<unsigned char*>(out.m_storage.bytes()) : nullptr;
     }
 
@@ -101,12 +101,11 @@ public:
         out.m_storage.adopt(reinterpret_cast<char*>(array), n, capacity);
     }
 
-    // Whether the buffer's memory, in use or not, holds any of the `n` bytes at `p`.
-    static bool overlaps(const StringBuffer& out, const void* p, std::size_t n) {
-        return out.m_storage.overlaps(p, n);
-    }
-    static bool overlaps(const DataBuffer& out, const void* p, std::size_t n) {
-        return out.m_storage.overlaps(p, n);
+    // Whether none of the `n` bytes at `p` lies in the buffer's memory, used or spare. Null counts
+    // as no bytes.
+    template <class Buffer>
+    static bool isApart(const Buffer& out, const void* p, std::size_t n) {
+        return !p || n == 0 || !out.m_storage.overlaps(p, n);
     }
 };
 

@@ -3,6 +3,7 @@
 
 #include <span>
 
+#include "support/Export.h"
 #include "support/Memory.h"
 
 namespace contentcoding {
@@ -11,29 +12,31 @@ class BufferAccess;
 
 // A growable, counted array of bytes. Decoders append to it.
 //
-// Lengths are bytes. At most 2^32 - 1 bytes are held. An operation that would pass that, or
-// that finds no memory, returns false and leaves the buffer as it was. Null data counts as
-// empty. A buffer's own bytes may be appended to it. Nothing is thrown.
-class [[gnu::visibility("default")]] DataBuffer {
+// Lengths are bytes. It holds at most 2^32 - 1 bytes, or 2^31 - 2 where addresses have 32 bits. An
+// operation that would pass that, or for which memory is short, returns false and leaves the buffer
+// as it was. Null data counts as empty. A buffer's own bytes may be appended to it. Nothing is
+// thrown.
+//
+// Appends are not [[nodiscard]]: those who know the interface often append all parts of a text and
+// look at the outcome once.
+class CONTENTCODING_EXPORT DataBuffer {
 public:
     DataBuffer() = default;
 
-    // A copy of the bytes; empty when they cannot be held. The same goes for copies of buffers.
+    // A copy of the bytes, or of another buffer; empty when memory is short.
     explicit DataBuffer(std::span<const unsigned char> bytes);
     DataBuffer(const DataBuffer&) = default;
-    DataBuffer& operator=(const DataBuffer&) = default;
+    DataBuffer& operator=(const DataBuffer&) = default;  // unchanged when memory is short
 
-    // What was held moves over: in construction the other buffer is empty afterwards, in
-    // assignment the two exchange what they hold.
-    DataBuffer(DataBuffer &&) noexcept = default;
+    // Construction leaves the other buffer empty; assignment exchanges the contents of the two.
+    DataBuffer(DataBuffer&&) noexcept = default;
     DataBuffer& operator=(DataBuffer&&) noexcept = default;
     ~DataBuffer() = default;
 
     // All bytes held; valid until the buffer next changes.
     std::span<const unsigned char> view() const { return {getData2(), getSize()}; }
 
-    // The address of the bytes, valid until the buffer next changes; null when nothing was ever
-    // held.
+    // The address of the bytes, valid until the buffer next changes; null when it never held any.
     const unsigned char* getData2() const {
         return reinterpret_cast<const unsigned char*>(m_storage.bytes());
     }
@@ -52,7 +55,7 @@ public:
     // Appends the `n` bytes except those that are 0.
     bool appendSkipNulls(const unsigned char* data, unsigned int n);
 
-    // Replaces what is held by the `n` bytes of `data`, an array from zqNewChar of more than
+    // Replaces the contents by the first `n` bytes of `data`, an array from zqNewChar of more than
     // `n` elements, which belongs to the buffer from then on. Null with 0 empties the buffer.
     void takeData(unsigned char* data, unsigned int n);
 
@@ -60,7 +63,7 @@ public:
 
     // Reads the two bytes at `offset` into `value`, the first one as the high byte unless
     // `littleEndian`, and advances `offset` by 2. With fewer than two bytes at `offset` it
-    // returns false and leaves both alone.
+    // returns false and changes neither.
     bool parseUint16(unsigned int& offset, bool littleEndian, unsigned short& value) const;
 
 private:

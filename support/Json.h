@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "support/DataBuffer.h"
+#include "support/Export.h"
 #include "support/Log.h"
 #include "support/RefCounted.h"
 #include "support/XString.h"
@@ -45,7 +46,7 @@ class JsonDocument;
 
 // What objects and arrays have in common: items in a row. An index is an int and may have any
 // value; where there is no item, there is no value.
-class [[gnu::visibility("default")]] JsonContainer : public RefCountedObject {
+class CONTENTCODING_EXPORT JsonContainer : public RefCountedObject {
 public:
     // The number of members or elements.
     int get_Size() const { return static_cast<int>(m_count); }
@@ -90,7 +91,7 @@ private:
 
 }  // namespace contentcoding
 
-class [[gnu::visibility("default")]] ClsJsonArray final : public contentcoding::JsonContainer {
+class CONTENTCODING_EXPORT ClsJsonArray final : public contentcoding::JsonContainer {
 private:
     friend class contentcoding::JsonBuilder;
     using JsonContainer::JsonContainer;
@@ -98,7 +99,7 @@ private:
 };
 
 // An object, and the way into a document, the root of which is an object.
-class [[gnu::visibility("default")]] ClsJsonObject final : public contentcoding::JsonContainer {
+class CONTENTCODING_EXPORT ClsJsonObject final : public contentcoding::JsonContainer {
 public:
     // An object without members; the caller holds the only reference. Null when memory is short.
     static ClsJsonObject* createNewCls();

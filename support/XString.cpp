@@ -50,7 +50,7 @@ void XString::adopt(ByteStorage& text) {
 bool XString::setFromUtf8N(const char* text, unsigned int n) {
     if (n > m_storage.size() && !m_storage.reserve(n - m_storage.size())) return false;
     m_storage.truncate(0);
-    m_storage.append(text, n);
+    (void)m_storage.append(text, n);  // into the room reserved
     if (m_storage.bytes()) m_storage.bytes()[n] = '\0';
     return true;
 }

@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "support/Export.h"
 #include "support/Memory.h"
 
 // A text of Unicode characters, kept as UTF-8.
@@ -10,7 +11,7 @@
 // It ends at its first U+0000, as NUL-terminated text does. Bytes that are no UTF-8 are kept as
 // they are. Null given as a text counts as empty, but is contained in nothing. An operation that
 // returns false found no memory and left the text as it was.
-class [[gnu::visibility("default")]] XString {
+class CONTENTCODING_EXPORT XString {
 public:
     XString() = default;
 
@@ -20,7 +21,7 @@ public:
         if (this != &other) *this = XString(other);
         return *this;
     }
-    XString(XString &&) noexcept = default;
+    XString(XString&&) noexcept = default;
     XString& operator=(XString&&) noexcept = default;
     ~XString() = default;
 
@@ -52,7 +53,7 @@ public:
     bool replaceAllOccurancesUtf8(const char* text, const char* by, bool ignoreCase);
 
 private:
-    void adopt(contentcoding::ByteStorage & text);
+    void adopt(contentcoding::ByteStorage& text);
 
     contentcoding::ByteStorage m_storage;
 };
