@@ -399,21 +399,40 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
     return text.finish();
 }
 
+namespace {
+
+constexpr std::size_t kFirstGroups = 512;
+constexpr std::size_t kGrowth = 8;
+
+// Decodes whole groups from the start of `text`, which it moves past them, straight into `out`: up
+// to about the first other character, or until memory is short. After the first, a part is at most
+// eight times what was decoded before it: text that may be white space has little room reserved.
+void decodeLeadingGroups(const char*& text, const char* end, DataBuffer& out) {
+    std::size_t decoded = 0;
+    while (true) {
+        const std::size_t groups =
+            std::min(static_cast<std::size_t>(end - text) / kBase32GroupChars,
+                     std::max(kFirstGroups, decoded * kGrowth));
+        if (groups == 0 || groups >= kMaxSize / kBase32GroupBytes) return;
+        // Room for a group more: what follows the last part seldom needs a larger array.
+        const auto most = static_cast<unsigned int>((groups + 1) * kBase32GroupBytes);
+        const unsigned int before = out.getSize();
+        unsigned char* const room = BufferAccess::appendUninitialized(out, most);
+        if (!room) return;
+        const std::size_t done = contentcoding::kernels().decodeBase32(text, groups, room);
+        BufferAccess::shrinkTo(out, before + static_cast<unsigned int>(done * kBase32GroupBytes));
+        text += done * kBase32GroupChars;
+        decoded += done;
+        if (groups < kFirstGroups || done < groups / 2) return;
+    }
+}
+
+}  // namespace
+
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
     if (!text) return true;
     const char* const end = text + std::strlen(text);
-    // All that is in front of the first other character at once, where there is room for that and
-    // for all that can follow.
-    const std::size_t whole = static_cast<std::size_t>(end - text) / kBase32GroupChars;
-    if (whole > 0 && whole < kMaxSize / kBase32GroupBytes) {
-        const auto most = static_cast<unsigned int>((whole + 1) * kBase32GroupBytes);
-        if (unsigned char* const room = BufferAccess::appendUninitialized(out, most)) {
-            const std::size_t done = contentcoding::kernels().decodeBase32(text, whole, room);
-            text += done * kBase32GroupChars;
-            BufferAccess::shrinkTo(
-                out, out.getSize() - most + static_cast<unsigned int>(done * kBase32GroupBytes));
-        }
-    }
+    decodeLeadingGroups(text, end, out);
     StagingWriter<ToBytes, kBase32FlushBytes + kBase32GroupBytes> bytes(ToBytes{out});
     while (true) {
         // Whole groups of digits, as many as lead to a flush.
