@@ -123,6 +123,7 @@ TEST(StringBuffer, ReadsHexadecimalDigits) {
     DataBuffer out;
     EXPECT_TRUE(StringBuffer::hexStringToBinary2("00E9ff", 6, out));
     EXPECT_TRUE(StringBuffer::hexStringToBinary2("", 0, out));
+    EXPECT_TRUE(StringBuffer::hexStringToBinary2(nullptr, 4, out));
     EXPECT_EQ(str(out), "\0\xE9\xFF"s);
     for (const auto bad : {"00E"sv, "00G0"sv, "0 "sv, "\xB0\xB1"sv})
         EXPECT_FALSE(StringBuffer::hexStringToBinary2(bad.data(), size32(bad), out)) << bad;
