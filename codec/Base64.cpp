@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -166,6 +167,7 @@ bool appendTail(const unsigned char* bytes, unsigned int len, const char* alphab
 
 bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
                    std::string_view lineBreak, StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!out.expectNumBytes(ContentCoding::computeBase64Size(len, lineLength))) return false;
     if (!data || len == 0) return true;
     const auto* const bytes = static_cast<const unsigned char*>(data);
@@ -317,6 +319,7 @@ bool ContentCoding::encodeBase64ToOutput(const void* data, unsigned int len, _zq
 
 bool ContentCoding::encodeBase64_noCrLf_inner(const void* data, unsigned int len, const char* table,
                                               StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data || len == 0) return true;
     if (!table || !out.expectNumBytes(computeBase64Size(len, len))) return false;
     const auto* const bytes = static_cast<const unsigned char*>(data);
@@ -384,6 +387,7 @@ bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuf
 }
 
 bool ContentCoding::appendBase64(StringBuffer& out, const char* text) {
+    assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     const unsigned int len = zqStrLen(text);
     if (len == 0) return true;
     unsigned int decodedLen = 0;

@@ -1,3 +1,5 @@
+#include <cassert>
+
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
 #include "support/Ascii.h"
@@ -106,6 +108,7 @@ bool canonicalizeItida_serialize_a(const XString& name, ClsJsonArray* array, Dat
 }  // namespace
 
 bool ContentCoding::canonicalizeItida(const DataBuffer& json, DataBuffer& out, LogBase& log) {
+    assert(&json != &out);
     out.clear();
     ClsJsonObject* const document = ClsJsonObject::createNewCls();
     if (!document) return false;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include "codec/StagingWriter.h"
 #include "codec/Tables.h"
 #include "support/Ascii.h"
+#include "support/BufferAccess.h"
 #include "support/Charset.h"
 
 namespace {
@@ -285,6 +287,7 @@ char* ContentCoding::Q_EncodeCommaToo(const void* data, unsigned int n,
 
 bool ContentCoding::bEncodeData2(const void* data, unsigned int n, const char* charset,
                                  StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || !charset || n == 0) return true;
     unsigned int textLen = 0;
     appendWord(charset, "?B?", B_Encode(data, n, &textLen), out);
@@ -293,6 +296,7 @@ bool ContentCoding::bEncodeData2(const void* data, unsigned int n, const char* c
 
 bool ContentCoding::qEncodeData2(const void* data, unsigned int n, const char* charset,
                                  StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || n == 0) return true;
     const bool named = charset && *charset;
     unsigned int textLen = 0;
@@ -304,6 +308,7 @@ bool ContentCoding::qEncodeData2(const void* data, unsigned int n, const char* c
 
 bool ContentCoding::qbEncodeData(const void* data, unsigned int n, const char* charset,
                                  StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || n == 0) return true;
     std::string_view start = viewOf(data, n).substr(0, kSearchedBytes);
     start = start.substr(0, start.find('\0'));
@@ -323,6 +328,7 @@ bool ContentCoding::qbEncodeData(const void* data, unsigned int n, const char* c
 bool ContentCoding::bEncodeForMimeField(const void* data, unsigned int n, bool foldLongValues,
                                         int codePage, const char* charset, StringBuffer& out,
                                         LogBase& log) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || n == 0) return true;
     const auto target = Charset::orUtf8(codePage, charset);
     const std::string_view value = viewOf(data, n);
@@ -338,6 +344,7 @@ bool ContentCoding::bEncodeForMimeField(const void* data, unsigned int n, bool f
 bool ContentCoding::qEncodeForMimeField(const void* data, unsigned int n, bool foldLongValues,
                                         int codePage, const char* charset,
                                         StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || n == 0) return true;
     const auto target = Charset::orUtf8(codePage, charset);
     const std::string_view value = viewOf(data, n);
@@ -396,6 +403,7 @@ bool ContentCoding::QB_DecodeToUtf8(StringBuffer& value, LogBase& log) {
 bool ContentCoding::decodeStarEncoded(StringBuffer& value, const char* defaultCharset,
                                       StringBuffer& decodedValue, StringBuffer& charset,
                                       LogBase& log) {
+    assert(&value != &decodedValue && &value != &charset && &charset != &decodedValue);
     const LogContextExitor context(log, "decodeStarEncoded");
     constexpr const char* kSeparator = "''";
     charset.weakClear();

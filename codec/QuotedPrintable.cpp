@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cassert>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -9,6 +10,7 @@
 #include "codec/EscapedText.h"
 #include "codec/StagingWriter.h"
 #include "support/Ascii.h"
+#include "support/BufferAccess.h"
 
 namespace {
 
@@ -266,6 +268,7 @@ constexpr Unescapes kDkimUnescapes = {
 
 bool ContentCoding::encodeQuotedPrintable(const void* data, unsigned int len,
                                           StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, len));
     if (!data || len == 0) return true;
     if (!out.expectNumBytes(len)) return false;
     EscapedText in(data, len, kEscapes);
@@ -294,6 +297,7 @@ bool ContentCoding::encodeQpToOutput(const void* data, unsigned int len, _zqOutp
 
 bool ContentCoding::decodeQuotedPrintable(const char* text, unsigned int len,
                                           DataBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, text, len));
     if (!text || len == 0) return false;
     const void* const nul = std::memchr(text, '\0', len);
     if (nul) len = static_cast<unsigned int>(static_cast<const char*>(nul) - text);
@@ -302,6 +306,7 @@ bool ContentCoding::decodeQuotedPrintable(const char* text, unsigned int len,
 
 bool ContentCoding::encodeDkimQuotedPrintable(const void* data, unsigned int len,
                                               StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, len));
     if (!data || len == 0) return true;
     if (!out.expectNumBytes(len)) return false;
     EscapedText in(data, len, kDkimEscapes);
@@ -309,6 +314,7 @@ bool ContentCoding::encodeDkimQuotedPrintable(const void* data, unsigned int len
 }
 
 bool ContentCoding::decodeDkimQuotedPrintable(const char* text, unsigned int len, DataBuffer& out) {
+    assert(contentcoding::BufferAccess::isApart(out, text, len));
     if (!text || len == 0) return true;
     StagingWriter<ToBytes, kBlockBytes> bytes(ToBytes{out});
     for (std::size_t i = 0; i < len && bytes.ok();) {

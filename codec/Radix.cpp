@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -365,6 +366,7 @@ unsigned int ContentCoding::computeBase32Size(unsigned int n) {
 
 bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int len,
                                         StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data) return true;
     const auto& kernels = contentcoding::kernels();
     const auto putRest = [&](char* chars) {
@@ -430,6 +432,7 @@ void decodeLeadingGroups(const char*& text, const char* end, DataBuffer& out) {
 }  // namespace
 
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     if (!text) return true;
     const char* const end = text + std::strlen(text);
     decodeLeadingGroups(text, end, out);
@@ -465,6 +468,7 @@ bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
 }
 
 bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data || len == 0) return true;
     const auto* bytes = static_cast<const unsigned char*>(data);
     const unsigned char* const end = bytes + len;
@@ -518,6 +522,7 @@ bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffe
 }
 
 bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log) {
+    assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     std::string_view digits(text ? text : "");
     const std::size_t zeros =
         std::min(digits.find_first_not_of(b58digits_ordered[0]), digits.size());
@@ -565,6 +570,7 @@ bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log
 }
 
 bool ContentCoding::encodeAscii85(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data) return true;
     const auto* p = static_cast<const unsigned char*>(data);
     StagingWriter<ToText, kAscii85FlushAbove + kAscii85GroupChars> text(ToText{out});
@@ -642,6 +648,7 @@ bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, Log
 }
 
 bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data) return true;
     const auto* p = static_cast<const unsigned char*>(data);
     StagingWriter<ToText, kEdaFlushAbove + 3> text(ToText{out});
@@ -662,6 +669,7 @@ bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& 
 }
 
 bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& out) {
+    assert(BufferAccess::isApart(out, text, len));
     if (!text) return true;
     const auto take = [&text, &len] {
         const unsigned int value =

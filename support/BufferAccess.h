@@ -12,18 +12,9 @@
 
 namespace contentcoding {
 
-// For a coder that asks for room, writes there, and gives back what it did not need:
-//
-//     const unsigned int before = out.getSize();
-//     char* const room = BufferAccess::appendUninitialized(out, most);
-//     if (!room) return false;
-//     BufferAccess::shrinkTo(out, before + write(room));
-//
-// or, when how much there is to write is found on the way:
-//
-//     if (!BufferAccess::reserve(out, least)) return false;
-//     const std::span<char> room = BufferAccess::spare(out);  // `least` bytes or more
-//     BufferAccess::setSize(out, before + write(room));
+// A coder that knows the most that it may write calls appendUninitialized(), writes, and gives the
+// rest back by shrinkTo(). One that finds out on the way calls reserve(), writes to spare(), and
+// calls setSize() with what the buffer then holds.
 //
 // Lengths are bytes. An address is valid until the buffer next changes. A StringBuffer has its
 // terminator again after each of these; only bytes written to spare() overwrite it, until setSize()

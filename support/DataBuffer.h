@@ -36,7 +36,7 @@ public:
     // All bytes held; valid until the buffer next changes.
     std::span<const unsigned char> view() const { return {getData2(), getSize()}; }
 
-    // The address of the bytes, valid until the buffer next changes; null when it never held any.
+    // The address of the bytes, valid until the buffer next changes; may be null when it is empty.
     const unsigned char* getData2() const {
         return reinterpret_cast<const unsigned char*>(m_storage.bytes());
     }

@@ -16,8 +16,10 @@ StringBuffer::StringBuffer(std::string_view text) {
 StringBuffer::StringBuffer(const StringBuffer& other) : m_storage(other.m_storage) { terminate(); }
 
 StringBuffer& StringBuffer::operator=(const StringBuffer& other) {
-    m_storage = other.m_storage;
-    terminate();
+    if (this != &other) {
+        m_storage = other.m_storage;
+        terminate();
+    }
     return *this;
 }
 

@@ -98,6 +98,9 @@ TEST(DataBuffer, IsWrittenInPlaceByThoseInside) {
     for (const unsigned int at : {0u, 4u, all})
         EXPECT_EQ(BufferAccess::reuse(bytes, 1, bytes.getData2() + at, 1), nullptr) << at;
     EXPECT_EQ(BufferAccess::reuse(bytes, all + 1, "x", 1), nullptr);
+    EXPECT_FALSE(BufferAccess::isApart(bytes, bytes.getData2(), 1));
+    EXPECT_TRUE(BufferAccess::isApart(bytes, bytes.getData2(), 0));
+    EXPECT_TRUE(BufferAccess::isApart(DataBuffer(), nullptr, 1));
     unsigned char* const again = BufferAccess::reuse(bytes, all, "x", 1);
     EXPECT_EQ(again, bytes.getData2());
     *again = 'x';
@@ -111,3 +114,18 @@ TEST(DataBuffer, IsWrittenInPlaceByThoseInside) {
     EXPECT_EQ(BufferAccess::spare(bytes).data(), array + 1);
     EXPECT_EQ(BufferAccess::spare(bytes).size(), 7u);
 }
+
+#ifndef NDEBUG
+// Under its own name: such tests run before threads are started.
+TEST(DataBufferDeathTest, DebugBuildsStopWhereMemoryWouldBeMisused) {
+    using contentcoding::BufferAccess;
+    DataBuffer bytes;
+    EXPECT_DEATH(BufferAccess::setSize(bytes, 4), "capacity");
+    ASSERT_TRUE(bytes.appendStr("ZJ3"));
+    EXPECT_DEATH(BufferAccess::shrinkTo(bytes, 4), "getSize");
+    const auto* const text = reinterpret_cast<const char*>(bytes.getData2());
+    EXPECT_DEATH(ContentCoding::decodeEda(text, 3, bytes), "isApart");
+    LogNull log;
+    EXPECT_DEATH((void)ContentCoding::canonicalizeItida(bytes, bytes, log), "json");
+}
+#endif
