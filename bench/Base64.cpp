@@ -13,8 +13,9 @@ constexpr std::size_t kLineBytes = kLineChars / 4 * 3;
 // one.
 std::string unwrapped(std::size_t size) {
     StringBuffer text;
-    ContentCoding::encodeBase64_noCrLf(noise(size).data(), static_cast<unsigned int>(size / 4 * 3),
-                                       text);
+    // A text that is missing ends the run: nothing comes out of it.
+    (void)ContentCoding::encodeBase64_noCrLf(noise(size).data(),
+                                             static_cast<unsigned int>(size / 4 * 3), text);
     return std::string(text.view());
 }
 
@@ -22,8 +23,9 @@ std::string wrapped(std::size_t size) {
     const std::size_t lines = size / (kLineChars + 2);
     if (lines == 0) return unwrapped(size - 4) + "\r\n";
     StringBuffer text;
-    ContentCoding().encodeBase64(noise(size).data(), static_cast<unsigned int>(lines * kLineBytes),
-                                 text);
+    // As above.
+    (void)ContentCoding().encodeBase64(noise(size).data(),
+                                       static_cast<unsigned int>(lines * kLineBytes), text);
     return std::string(text.view());
 }
 
@@ -45,19 +47,19 @@ std::string_view answer(bool yes) { return yes ? "yes" : std::string_view(); }
 
 void decode(const char* name, MakeInput input) {
     ours({"Base64", name, std::move(input)}, toBytes([](std::string_view in, DataBuffer& out) {
-             ContentCoding::decodeBase64ToDb(in.data(), size32(in), out);
+             return ContentCoding::decodeBase64ToDb(in.data(), size32(in), out);
          }));
 }
 
 void add() {
     ours({"Base64", "encode-unwrapped", noise}, toText([](std::string_view in, StringBuffer& out) {
-             ContentCoding::encodeBase64_noCrLf(in.data(), size32(in), out);
+             return ContentCoding::encodeBase64_noCrLf(in.data(), size32(in), out);
          }));
     ours({"Base64", "encode-url-safe", noise}, toText([](std::string_view in, StringBuffer& out) {
-             ContentCoding::encodeModBase64_noCrLf(in.data(), size32(in), out);
+             return ContentCoding::encodeModBase64_noCrLf(in.data(), size32(in), out);
          }));
     ours({"Base64", "encode-76-columns", noise}, toText([](std::string_view in, StringBuffer& out) {
-             ContentCoding().encodeBase64(in.data(), size32(in), out);
+             return ContentCoding().encodeBase64(in.data(), size32(in), out);
          }));
     decode("decode-clean", unwrapped);
     decode("decode-76-columns", wrapped);

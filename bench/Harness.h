@@ -119,13 +119,13 @@ private:
 };
 
 // Works that append to a text or to bytes, and ones that fill an array and return how much they
-// wrote; `room` says how much they may, for an input of so many bytes.
+// wrote; `room` says how much they may, for an input of so many bytes. Nothing comes out of an
+// append that fails, which ends the run.
 template <class Append>
 auto toText(Append append) {
     return [append, out = StringBuffer()](std::string_view in) mutable {
         out.weakClear();
-        append(in, out);
-        return out.view();
+        return append(in, out) ? out.view() : std::string_view();
     };
 }
 
@@ -133,8 +133,7 @@ template <class Append>
 auto toBytes(Append append) {
     return [append, out = DataBuffer()](std::string_view in) mutable {
         out.clear();
-        append(in, out);
-        return text(out.getData2(), out.getSize());
+        return append(in, out) ? text(out.getData2(), out.getSize()) : std::string_view();
     };
 }
 

@@ -48,7 +48,7 @@ void add() {
          toBytes(
              [log = LogNull(), json = DataBuffer()](std::string_view in, DataBuffer& out) mutable {
                  if (json.getSize() == 0) json.append(in.data(), size32(in));
-                 ContentCoding::canonicalizeItida(json, out, log);
+                 return ContentCoding::canonicalizeItida(json, out, log);
              }));
 }
 

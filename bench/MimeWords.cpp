@@ -83,8 +83,7 @@ void decode(const std::string& name, std::string value) {
           [value = std::move(value)](std::size_t) { return value; },
           {size}},
          toText([log = LogNull()](std::string_view in, StringBuffer& out) mutable {
-             out.appendN(in.data(), size32(in));
-             ContentCoding::QB_DecodeToUtf8(out, log);
+             return out.appendN(in.data(), size32(in)) && ContentCoding::QB_DecodeToUtf8(out, log);
          }));
 }
 
@@ -117,11 +116,12 @@ void add() {
 
     encode("B-encode-russian", kLongRussian,
            [log = LogNull()](std::string_view in, StringBuffer& out) mutable {
-               ContentCoding().bEncodeForMimeField(in.data(), size32(in), true, kUtf8, "utf-8", out,
-                                                   log);
+               return ContentCoding().bEncodeForMimeField(in.data(), size32(in), true, kUtf8,
+                                                          "utf-8", out, log);
            });
     encode("Q-encode-german", kLongGerman, [](std::string_view in, StringBuffer& out) {
-        ContentCoding().qEncodeForMimeField(in.data(), size32(in), true, kUtf8, "utf-8", out);
+        return ContentCoding().qEncodeForMimeField(in.data(), size32(in), true, kUtf8, "utf-8",
+                                                   out);
     });
 
     for (const std::string name : {"utf-8", "ISO-8859-1", "windows-1251", "Shift_JIS"})

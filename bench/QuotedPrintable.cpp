@@ -36,16 +36,16 @@ void bothWays(const std::string& form, Encode encode, Decode decode) {
 
 void add() {
     bothWays("qp", toText([](std::string_view in, StringBuffer& out) {
-                 ContentCoding().encodeQuotedPrintable(in.data(), size32(in), out);
+                 return ContentCoding().encodeQuotedPrintable(in.data(), size32(in), out);
              }),
              toBytes([](std::string_view in, DataBuffer& out) {
-                 ContentCoding().decodeQuotedPrintable(in.data(), size32(in), out);
+                 return ContentCoding().decodeQuotedPrintable(in.data(), size32(in), out);
              }));
     bothWays("dkim", toText([](std::string_view in, StringBuffer& out) {
-                 ContentCoding().encodeDkimQuotedPrintable(in.data(), size32(in), out);
+                 return ContentCoding().encodeDkimQuotedPrintable(in.data(), size32(in), out);
              }),
              toBytes([](std::string_view in, DataBuffer& out) {
-                 ContentCoding::decodeDkimQuotedPrintable(in.data(), size32(in), out);
+                 return ContentCoding::decodeDkimQuotedPrintable(in.data(), size32(in), out);
              }));
     bothWays("q", toNewArray([](std::string_view in, unsigned int* n) {
                  return ContentCoding().Q_Encode(in.data(), size32(in), n);

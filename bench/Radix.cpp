@@ -24,13 +24,13 @@ void bothWays(const std::string& format, std::size_t bytes, std::size_t chars, E
 void base58() {
     const std::vector<std::size_t> sizes = {25, 32, 256, 1024, 16384};
     auto encoder = toText([log = LogNull()](std::string_view in, StringBuffer& out) mutable {
-        ContentCoding::encodeBase58(in.data(), size32(in), out, log);
+        return ContentCoding::encodeBase58(in.data(), size32(in), out, log);
     });
     ours({"Radix", "base58-encode", noise, sizes}, encoder);
     ours({"Radix", "base58-decode",
           [encoder](std::size_t size) mutable { return std::string(encoder(noise(size))); }, sizes},
          toBytes([log = LogNull()](std::string_view in, DataBuffer& out) mutable {
-             ContentCoding::decodeBase58(in.data(), out, log);
+             return ContentCoding::decodeBase58(in.data(), out, log);
          }));
 }
 
@@ -38,29 +38,29 @@ void add() {
     bothWays(
         "base32", 5, 8,
         [](std::string_view in, StringBuffer& out) {
-            ContentCoding::encodeBase32_noCrLf(bytes(in), size32(in), out);
+            return ContentCoding::encodeBase32_noCrLf(bytes(in), size32(in), out);
         },
         [log = LogNull()](std::string_view in, DataBuffer& out) mutable {
-            ContentCoding::decodeBase32(in.data(), out, log);
+            return ContentCoding::decodeBase32(in.data(), out, log);
         });
     base58();
     bothWays(
         "ascii85", 4, 5,
         [log = LogNull()](std::string_view in, StringBuffer& out) mutable {
-            ContentCoding::encodeAscii85(in.data(), size32(in), out, log);
+            return ContentCoding::encodeAscii85(in.data(), size32(in), out, log);
         },
         [log = LogNull(), text = StringBuffer()](std::string_view in, DataBuffer& out) mutable {
             // The decoder reads a buffer, which is filled once.
             if (text.getSize() == 0) text.appendN(in.data(), size32(in));
-            ContentCoding::decodeAscii85(text, out, log);
+            return ContentCoding::decodeAscii85(text, out, log);
         });
     bothWays(
         "eda", 2, 3,
         [](std::string_view in, StringBuffer& out) {
-            ContentCoding::encodeEda(in.data(), size32(in), out);
+            return ContentCoding::encodeEda(in.data(), size32(in), out);
         },
         [](std::string_view in, DataBuffer& out) {
-            ContentCoding::decodeEda(in.data(), size32(in), out);
+            return ContentCoding::decodeEda(in.data(), size32(in), out);
         });
 }
 

@@ -1,12 +1,14 @@
-# The installed package: headers under include/contentcoding, so that "support/..." meets nobody
-# else's; a CMake package; a pkg-config file.
+# The installed package: <contentcoding/base64.hpp> and its like under include; the class's headers
+# under include/contentcoding, so that "support/..." meets nobody else's; a CMake package; a pkg-config
+# file.
 include(CMakePackageConfigHelpers)
 
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/contentcoding)
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/ContentCoding)
 
 install(TARGETS contentcoding EXPORT ContentCodingTargets
-    FILE_SET HEADERS DESTINATION ${headers})
+    FILE_SET HEADERS DESTINATION ${headers}
+    FILE_SET face DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT ContentCodingTargets NAMESPACE ContentCoding:: DESTINATION ${package})
 
 # They are built with the paths that they have once installed: a path that CMake has to change when it
@@ -49,9 +51,9 @@ if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
     file(RELATIVE_PATH pkgconfig_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
     string(PREPEND pkgconfig_prefix "\${pcfiledir}/")
 endif()
-set(pkgconfig_includedir ${headers})
-if(NOT IS_ABSOLUTE "${headers}")
-    set(pkgconfig_includedir "\${prefix}/${headers}")
+set(pkgconfig_includedir ${CMAKE_INSTALL_INCLUDEDIR})
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+    set(pkgconfig_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
 endif()
 # A static library passes on what it needs; a shared one has found it already.
 if(BUILD_SHARED_LIBS)

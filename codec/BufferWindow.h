@@ -22,7 +22,8 @@ public:
     ~BufferWindow() { BufferAccess::terminate(m_out); }
 
     bool expect(std::uint64_t all) override {
-        m_hasAll = handOverDue() && BufferAccess::reserve(m_out, all);
+        m_hasAll = all <= ByteStorage::kMaxSize && handOverDue() &&
+                   BufferAccess::reserve(m_out, static_cast<unsigned int>(all));
         if (m_hasAll) openDirect();
         return m_hasAll;
     }
@@ -45,7 +46,7 @@ private:
         // have to go through the array.
         if (m_hasAll && held() > 0 && !handOver(held())) return false;
         const std::size_t wanted = m_hasAll ? n : std::max(m_blocks.most(n), held() + n);
-        const std::size_t spare = BufferAccess::spare(m_out);
+        const std::size_t spare = BufferAccess::spare(m_out).size();
         if (spare < wanted) {
             moveTo(m_array);
             m_end = m_base + wanted;
@@ -59,8 +60,9 @@ private:
     }
 
     void openDirect() {
-        moveTo(BufferAccess::end(m_out));
-        m_end = m_base + BufferAccess::spare(m_out);
+        const auto spare = BufferAccess::spare(m_out);
+        moveTo(reinterpret_cast<char*>(spare.data()));
+        m_end = m_base + spare.size();
     }
 
     // Has what is held there from now on.
@@ -85,14 +87,21 @@ private:
     bool handOver(std::size_t n) {
         const auto size = static_cast<unsigned int>(n);
         if (isDirect()) {
-            BufferAccess::setSize(m_out, m_out.getSize() + size);
+            BufferAccess::count(m_out, m_out.getSize() + size);
             m_base += n;
             return true;
         }
-        const bool taken = BufferAccess::append(m_out, m_array, size);
+        const bool taken = append(size);
         std::memmove(m_array, m_array + n, held() - n);
         m_next -= n;
         return taken;
+    }
+
+    bool append(unsigned int n) {
+        if constexpr (std::is_same_v<Buffer, StringBuffer>)
+            return m_out.appendN(m_array, n);
+        else
+            return m_out.append(m_array, n);
     }
 
     Buffer& m_out;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include "contentcoding/export.hpp"
 
 #include "support/DataBuffer.h"
 #include "support/Json.h"
@@ -38,9 +39,9 @@ struct [[nodiscard]] CanonicalResult {
 //   json     as ClsJsonObject::loadJson takes it; must not lie in `out`
 //   out      its contents are replaced; empty after a failure. Memory is allocated once, if at
 //            all, and exactly what is needed if `out` never held anything.
-[[gnu::visibility("default")]] CanonicalResult canonicalizeItida(std::string_view json,
-                                                                 const CanonicalOptions& options,
-                                                                 DataBuffer& out);
+CONTENTCODING_EXPORT CanonicalResult canonicalizeItida(std::string_view json,
+                                                       const CanonicalOptions& options,
+                                                       DataBuffer& out);
 
 }  // namespace contentcoding
 

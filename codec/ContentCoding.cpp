@@ -66,12 +66,12 @@ bool appendBase64Text(base64::Encoder encoder, const void* data, unsigned int le
                       std::string_view end, StringBuffer& out) {
     const auto sizes = encoder.sizesOf(len);
     const std::uint64_t size = std::uint64_t{sizes.all()} + end.size();
-    if (BufferAccess::reserve(out, size)) {
-        char* const text = BufferAccess::end(out);
+    char* const text = size <= kMaxSize
+                           ? BufferAccess::appendUninitialized(out, static_cast<unsigned int>(size))
+                           : nullptr;
+    if (text) {
         encoder.encodeAll({data, len}, sizes, text);
         end.copy(text + sizes.all(), end.size());
-        BufferAccess::setSize(out, out.getSize() + static_cast<unsigned int>(size));
-        BufferAccess::terminate(out);
         return true;
     }
     // Without room for all, as many blocks as there is room for.
@@ -87,10 +87,13 @@ bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
     if (!data || len == 0) return true;
     const bool ok = appendBase64Text(linesOf(lineLength, lineBreak), data, len, kCrLf, out);
     // A last line that is full has its own break already: one CRLF is enough.
-    if (out.endsWith("\r\n\r\n")) out.shorten(kCrLf.size());
+    const auto shorten = [&out](std::size_t n) {
+        BufferAccess::shrinkTo(out, out.getSize() - static_cast<unsigned int>(n));
+    };
+    if (out.endsWith("\r\n\r\n")) shorten(kCrLf.size());
     if (lineBreak != kCrLf && out.endsWith(lineBreak.data())) {
-        out.shorten(static_cast<unsigned int>(lineBreak.size()));
-        out.append(kCrLf.data());  // into the room of what was cut
+        shorten(lineBreak.size());
+        (void)out.append(kCrLf.data());  // into the room of what was cut
     }
     return ok;
 }
@@ -235,13 +238,13 @@ bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuf
     const unsigned int most = 3 * len / 4;
     const auto& values = base64::standardValues();
     unsigned char cut = 0;
-    if (unsigned char* const bytes = out.replaceable(most, text, len)) {
-        out.resize(decodeBase64Text(text, len, values, bytes, cut));
+    if (unsigned char* const bytes = BufferAccess::reuse(out, most, text, len)) {
+        BufferAccess::setSize(out, decodeBase64Text(text, len, values, bytes, cut));
         return true;
     }
     auto* const bytes = reinterpret_cast<unsigned char*>(zqNewChar(most + 1));
     if (!bytes) return false;
-    out.takeData(bytes, decodeBase64Text(text, len, values, bytes, cut), most);
+    BufferAccess::adopt(out, bytes, decodeBase64Text(text, len, values, bytes, cut), most);
     return true;
 }
 

@@ -1,6 +1,7 @@
 #ifndef CODEC_CONTENTCODING_H
 #define CODEC_CONTENTCODING_H
 
+#include "contentcoding/export.hpp"
 #include "support/DataBuffer.h"
 #include "support/Log.h"
 #include "support/Memory.h"
@@ -19,11 +20,12 @@
 //   null, empty  null data or text, whatever its length, counts as empty; empty input is a
 //                success that appends nothing
 //   destination  appended to, never cleared; what was appended before a failure stays. The
-//                input must not lie in it.
+//                input must not lie in its memory, used or spare: debug builds assert it.
+//                Only decodeBase64ToDb allows it.
 //   returns      true for success, false when the destination refused bytes or memory was short
 //   arrays       an array returned belongs to the caller, who releases it with array delete
 //   log          nothing is logged
-class [[gnu::visibility("default")]] ContentCoding {
+class CONTENTCODING_EXPORT ContentCoding {
 public:
     // The settings start as 76, false, false.
     ContentCoding() = default;
@@ -57,11 +59,12 @@ public:
     //   returns  false also, with nothing appended, when the room that computeBase64Size tells
     //            cannot be reserved, be the input empty or not; false when the text would pass
     //            2^32 - 1 bytes
-    bool encodeBase64(const void* data, unsigned int len, StringBuffer& out) const;
+    [[nodiscard]] bool encodeBase64(const void* data, unsigned int len, StringBuffer& out) const;
 
     // As encodeBase64, for text inside XML: every line but the last ends with "&#xD;" and CRLF,
     // so that an XML reader gives the carriage return back.
-    bool encodeBase64_crEntity(const void* data, unsigned int len, StringBuffer& out) const;
+    [[nodiscard]] bool encodeBase64_crEntity(const void* data, unsigned int len,
+                                             StringBuffer& out) const;
 
     // As encodeBase64, but written to a sink in blocks of 256 to 261 bytes, a rest, and a last
     // block of 2 or 6 bytes; memory use does not grow with the input. Nothing is reserved.
@@ -69,19 +72,21 @@ public:
     //            empty line, CRLF CRLF: what a sink has taken cannot be mended
     //   returns  false after the first block that was refused
     //   log      handed to the sink with `ioParams`
-    bool encodeBase64ToOutput(const void* data, unsigned int len, _zqOutput& out,
-                              _zqIoParams& ioParams, LogBase& log) const;
+    [[nodiscard]] bool encodeBase64ToOutput(const void* data, unsigned int len, _zqOutput& out,
+                                            _zqIoParams& ioParams, LogBase& log) const;
 
     // Appends the Base64 text of `len` bytes without line breaks, padded with "=".
     //   table    the 64 digits, in the order of their values; null is a failure
     //   returns  as encodeBase64, but empty input reserves nothing and is always a success
-    static bool encodeBase64_noCrLf_inner(const void* data, unsigned int len, const char* table,
-                                          StringBuffer& out);
+    [[nodiscard]] static bool encodeBase64_noCrLf_inner(const void* data, unsigned int len,
+                                                        const char* table, StringBuffer& out);
 
     // The same with the standard alphabet, and with the URL-safe one ("-" and "_" in place of
     // "+" and "/"). Both pad with "=".
-    static bool encodeBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out);
-    static bool encodeModBase64_noCrLf(const void* data, unsigned int len, StringBuffer& out);
+    [[nodiscard]] static bool encodeBase64_noCrLf(const void* data, unsigned int len,
+                                                  StringBuffer& out);
+    [[nodiscard]] static bool encodeModBase64_noCrLf(const void* data, unsigned int len,
+                                                     StringBuffer& out);
 
     // Decodes Base64 text. Every text is accepted. Forgiven are:
     //   - characters that are no digits, anywhere: skipped, also inside a group
@@ -97,27 +102,30 @@ public:
     //   returns  a new array, one byte longer than *outLen at least, also when nothing was
     //            decoded from a text that is not empty; null for empty text, for a null outLen,
     //            when memory is short, and for 1,431,655,766 characters or more
-    static unsigned char* decodeBase64a(const char* text, unsigned int len,
-                                        const unsigned char* table, unsigned int* outLen);
+    [[nodiscard]] static unsigned char* decodeBase64a(const char* text, unsigned int len,
+                                                      const unsigned char* table,
+                                                      unsigned int* outLen);
 
     // The same for the standard alphabet.
-    static unsigned char* decodeBase64(const char* text, unsigned int len, unsigned int* outLen);
+    [[nodiscard]] static unsigned char* decodeBase64(const char* text, unsigned int len,
+                                                     unsigned int* outLen);
 
     // As decodeBase64a and decodeBase64; `ok` tells an empty text (null, true) from a failure
     // (null, false). A null outLen is a failure.
-    static unsigned char* decodeBase64_2a(const char* text, unsigned int len,
-                                          const unsigned char* table, unsigned int* outLen,
-                                          bool& ok);
-    static unsigned char* decodeBase64_2(const char* text, unsigned int len, unsigned int* outLen,
-                                         bool& ok);
+    [[nodiscard]] static unsigned char* decodeBase64_2a(const char* text, unsigned int len,
+                                                        const unsigned char* table,
+                                                        unsigned int* outLen, bool& ok);
+    [[nodiscard]] static unsigned char* decodeBase64_2(const char* text, unsigned int len,
+                                                       unsigned int* outLen, bool& ok);
 
-    // As decodeBase64, into `out`, whose earlier contents are replaced; empty text empties it.
+    // As decodeBase64, into `out`, whose earlier contents are replaced; empty text empties it. The
+    // text may lie in `out`.
     //   returns  false, with `out` as it was, when memory is short and for 1,431,655,766
     //            characters or more
-    static bool decodeBase64ToDb(const char* text, unsigned int len, DataBuffer& out);
+    [[nodiscard]] static bool decodeBase64ToDb(const char* text, unsigned int len, DataBuffer& out);
 
     // Decodes a NUL-terminated Base64 text, as decodeBase64, and appends the bytes to `out`.
-    bool appendBase64(StringBuffer & out, const char* text);
+    [[nodiscard]] bool appendBase64(StringBuffer& out, const char* text);
 
     // Whether every one of `len` bytes is a Base64 digit of the standard alphabet, "=", space,
     // tab, CR or LF. Order, count and padding are not looked at.
@@ -147,19 +155,21 @@ public:
     //            line "." and the "F" of "From ", which mail software takes for its own
     //   returns  false also, with nothing appended, when room for `len` bytes cannot be reserved.
     //            Of the appends, only the last one's result is looked at.
-    bool encodeQuotedPrintable(const void* data, unsigned int len, StringBuffer& out) const;
+    [[nodiscard]] bool encodeQuotedPrintable(const void* data, unsigned int len,
+                                             StringBuffer& out) const;
 
     // The same as a new NUL-terminated array.
     //   outLen   receives the length of the text, without the NUL; 0 where null is returned
     //   returns  null for empty input, for a null outLen, and when room for `len` bytes cannot be
     //            reserved; of the appends, no result is looked at
-    char* encodeQuotedPrintable(const void* data, unsigned int len, unsigned int* outLen) const;
+    [[nodiscard]] char* encodeQuotedPrintable(const void* data, unsigned int len,
+                                              unsigned int* outLen) const;
 
     // The same, written to a sink; memory use does not grow with the input.
     //   returns  false after the first block that was refused
     //   log      handed to the sink with `ioParams`
-    bool encodeQpToOutput(const void* data, unsigned int len, _zqOutput& out, _zqIoParams& ioParams,
-                          LogBase& log) const;
+    [[nodiscard]] bool encodeQpToOutput(const void* data, unsigned int len, _zqOutput& out,
+                                        _zqIoParams& ioParams, LogBase& log) const;
 
     // Decodes quoted-printable text and appends the bytes. Every text that is not empty is
     // accepted; it ends at its first NUL. Forgiven, or understood beyond the RFC, are:
@@ -186,7 +196,8 @@ public:
     //   lines    a soft line break follows the character or escape that reaches m_lineLength - 1
     //            characters, or, where CRLF comes next in the input, the escaped CR
     //   returns  as encodeQuotedPrintable
-    bool encodeDkimQuotedPrintable(const void* data, unsigned int len, StringBuffer& out) const;
+    [[nodiscard]] bool encodeDkimQuotedPrintable(const void* data, unsigned int len,
+                                                 StringBuffer& out) const;
 
     // Decodes DKIM quoted-printable text and appends the bytes. Spaces, tabs, CR and LF mean
     // nothing. Forgiven are:
@@ -195,7 +206,8 @@ public:
     //   - digits "a" to "f", and ones with the high bit set
     //   - NUL and other characters that should be escaped: kept
     //   returns  false after the first append that failed
-    static bool decodeDkimQuotedPrintable(const char* text, unsigned int len, DataBuffer& out);
+    [[nodiscard]] static bool decodeDkimQuotedPrintable(const char* text, unsigned int len,
+                                                        DataBuffer& out);
 
     // ---- MIME header words --------------------------------------------------------------
     // Source: RFC 2047; parameter values: RFC 2231, section 4. Code pages are numbered as Windows
@@ -207,9 +219,10 @@ public:
     //   outLen   receives the length of the text, without the NUL; 0 where null is returned
     //   returns  null for empty input and for a null outLen; B_Encode also when memory is short
     //            and from 858,993,460 bytes on. The Q forms do not look at their appends.
-    char* B_Encode(const void* data, unsigned int n, unsigned int* outLen) const;
-    char* Q_Encode(const void* data, unsigned int n, unsigned int* outLen) const;
-    char* Q_EncodeCommaToo(const void* data, unsigned int n, unsigned int* outLen) const;
+    [[nodiscard]] char* B_Encode(const void* data, unsigned int n, unsigned int* outLen) const;
+    [[nodiscard]] char* Q_Encode(const void* data, unsigned int n, unsigned int* outLen) const;
+    [[nodiscard]] char* Q_EncodeCommaToo(const void* data, unsigned int n,
+                                         unsigned int* outLen) const;
 
     // Append one encoded word, however long, for bytes that are in the named charset: "=?",
     // the name as given, "?B?" or "?Q?", the text, "?=". qEncodeData2 escapes "," and ":" when
@@ -217,18 +230,18 @@ public:
     //   charset  null: bEncodeData2 appends nothing; qEncodeData2 takes "utf-8" for null and empty
     //   returns  true; the appends are not looked at, and a text for which memory is short is
     //            left out of its frame
-    bool bEncodeData2(const void* data, unsigned int n, const char* charset, StringBuffer& out)
-        const;
-    bool qEncodeData2(const void* data, unsigned int n, const char* charset, StringBuffer& out)
-        const;
+    bool bEncodeData2(const void* data, unsigned int n, const char* charset,
+                      StringBuffer& out) const;
+    bool qEncodeData2(const void* data, unsigned int n, const char* charset,
+                      StringBuffer& out) const;
 
     // Appends the data unchanged when its first 100 bytes, up to a NUL, hold the middle of an
     // encoded word ("?Q?", "?B?", "?q?", "?b?"); otherwise one word, B-encoded for the East Asian,
     // Thai, Turkish and Arabic charsets by their usual names, else Q-encoded.
     //   charset  as for qEncodeData2
     //   returns  false when the data could not be appended unchanged, else true
-    bool qbEncodeData(const void* data, unsigned int n, const char* charset, StringBuffer& out)
-        const;
+    bool qbEncodeData(const void* data, unsigned int n, const char* charset,
+                      StringBuffer& out) const;
 
     // Append a header value, which is in `codePage`, as encoded words that name `charset`.
     //   unchanged   a value of spaces and tabs only; for bEncodeForMimeField also one that needs
@@ -253,7 +266,8 @@ public:
     //   n        0 means up to the NUL
     //   outLen   receives the length, without the NUL, where an array is returned; may be null
     //   returns  null for null or empty text and when memory is short
-    static unsigned char* Q_Decode(const char* text, unsigned int n, unsigned int* outLen);
+    [[nodiscard]] static unsigned char* Q_Decode(const char* text, unsigned int n,
+                                                 unsigned int* outLen);
 
     // Decode a header value, which must be unfolded: QB_Decode appends the bytes of its words and
     // of the text around them to `out`, whatever the charsets; QB_DecodeToUtf8 converts every
@@ -272,8 +286,8 @@ public:
     //            in decoding from the specified charset." and the value "charset"; with
     //            m_verboseLogging the values "QB_DecodeToUtf8_input", for an unknown charset
     //            "invalidBCharset" or "invalidQCharset", and "QB_DecodeToUtf8_output"
-    static bool QB_Decode(StringBuffer & value, DataBuffer & out);
-    static bool QB_DecodeToUtf8(StringBuffer & value, LogBase & log);
+    static bool QB_Decode(StringBuffer& value, DataBuffer& out);
+    static bool QB_DecodeToUtf8(StringBuffer& value, LogBase& log);
 
     // Appends the UTF-8 text of an extended parameter value to `decodedValue`: charset, "''",
     // percent-encoded text. A value without "''", one with a language among them, is
@@ -284,8 +298,9 @@ public:
     //                   first "'" if it has a "''"; empty when it has none
     //   returns         the result of the append; text behind a NUL before "''" is dropped
     //   log             a context "decodeStarEncoded" with what the conversion reports
-    static bool decodeStarEncoded(StringBuffer & value, const char* defaultCharset,
-                                  StringBuffer& decodedValue, StringBuffer& charset, LogBase& log);
+    [[nodiscard]] static bool decodeStarEncoded(StringBuffer& value, const char* defaultCharset,
+                                                StringBuffer& decodedValue, StringBuffer& charset,
+                                                LogBase& log);
 
     // ---- Base32 -------------------------------------------------------------------------
     // Source: RFC 4648, section 6.
@@ -295,7 +310,8 @@ public:
 
     // Appends the Base32 text of `len` bytes, padded with "=", without line breaks.
     //   returns  false after the first append that failed
-    static bool encodeBase32_noCrLf(const unsigned char* data, unsigned int len, StringBuffer& out);
+    [[nodiscard]] static bool encodeBase32_noCrLf(const unsigned char* data, unsigned int len,
+                                                  StringBuffer& out);
 
     // Decodes NUL-terminated Base32 text and appends the bytes. Every text is accepted.
     // Forgiven are:
@@ -307,7 +323,7 @@ public:
     //     5, 4 and 2 that has no pad; a pad counts as zero bits
     //   - characters outside the alphabet: count as "7"
     //   returns  false after the first append that failed
-    static bool decodeBase32(const char* text, DataBuffer& out, LogBase& log);
+    [[nodiscard]] static bool decodeBase32(const char* text, DataBuffer& out, LogBase& log);
 
     // ---- Base58 -------------------------------------------------------------------------
     // The number that the bytes are, big-endian, in base 58, with the alphabet of Bitcoin. Time
@@ -318,7 +334,8 @@ public:
     // Appends the Base58 text of `len` bytes: a "1" for each leading zero byte, then the digits.
     //   returns  false, with nothing appended, when memory is short or the text would pass
     //            2^32 - 1 bytes
-    static bool encodeBase58(const void* data, unsigned int len, StringBuffer& out, LogBase& log);
+    [[nodiscard]] static bool encodeBase58(const void* data, unsigned int len, StringBuffer& out,
+                                           LogBase& log);
 
     // Decodes NUL-terminated Base58 text and appends the bytes: a zero byte for each leading "1",
     // then those of the number.
@@ -326,7 +343,7 @@ public:
     //            among them, and when memory for the bytes is short; the append is not looked at
     //   log      for the first bad character "base58 decode error 1" when its high bit is set,
     //            else "base58 decode error 2"
-    static bool decodeBase58(const char* text, DataBuffer& out, LogBase& log);
+    [[nodiscard]] static bool decodeBase58(const char* text, DataBuffer& out, LogBase& log);
 
     // ---- Ascii85 ------------------------------------------------------------------------
     // Source: ISO 32000-1, 7.4.3. The text is written without a frame and without line breaks.
@@ -334,7 +351,8 @@ public:
     // Appends the Ascii85 text of `len` bytes: 5 characters for 4 bytes, "z" for 4 zero bytes, and
     // one character more than there are bytes for the rest.
     //   returns  false after the first append that failed
-    static bool encodeAscii85(const void* data, unsigned int len, StringBuffer& out, LogBase& log);
+    [[nodiscard]] static bool encodeAscii85(const void* data, unsigned int len, StringBuffer& out,
+                                            LogBase& log);
 
     // Decodes Ascii85 text and appends the bytes.
     //   text     digits "!" to "u", "z" as the first character of a group right after the one
@@ -347,7 +365,8 @@ public:
     //   log      "Invalid ascii85 input: char not in ascii85 alphabet."; "Invalid ascii85 input:
     //            integer overflow." when four digits are too much, with two full stops when
     //            the fifth is; the same with "input in final chunk:" for a last, short group
-    static bool decodeAscii85(const StringBuffer& text, DataBuffer& out, LogBase& log);
+    [[nodiscard]] static bool decodeAscii85(const StringBuffer& text, DataBuffer& out,
+                                            LogBase& log);
 
     // ---- EDA ----------------------------------------------------------------------------
     // Base 43: digits, upper-case letters and "(),-./=". Three characters are two bytes,
@@ -370,7 +389,7 @@ public:
     // The form of an e-invoice that is signed: names and values in a row, each in double quotes.
 
     // Replaces the contents of `out` by the canonical form of the JSON document `json`, in UTF-8.
-    //   json     as ClsJsonObject::loadJson takes it (support/Json.h); must not be `out`
+    //   json     as ClsJsonObject::loadJson takes it (support/Json.h)
     //   names    in upper case as XString::toUpperCase does it, not escaped. That of an array
     //            stands once for the array and again before each element, except in arrays that
     //            lie directly in arrays.
@@ -383,7 +402,8 @@ public:
     //            element is no object.
     //   returns  false, with `out` empty, after these, when memory is short, and when the form
     //            would pass 2^32 - 1 bytes
-    static bool canonicalizeItida(const DataBuffer& json, DataBuffer& out, LogBase& log);
+    [[nodiscard]] static bool canonicalizeItida(const DataBuffer& json, DataBuffer& out,
+                                                LogBase& log);
 };
 
 #endif

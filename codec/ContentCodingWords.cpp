@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include "codec/ContentCoding.h"
 #include "codec/HeaderWords.h"
 #include "support/Ascii.h"
+#include "support/BufferAccess.h"
 #include "support/Charset.h"
 
 // The methods of the class for MIME headers: adaptors over the words, the charsets and the log.
@@ -26,6 +28,7 @@ using contentcoding::runLength;
 using contentcoding::SpanWindow;
 
 constexpr unsigned int kBlockBytes = 2000;
+constexpr unsigned int kMost = std::numeric_limits<unsigned int>::max();
 
 constexpr int kUtf8 = 65001;
 constexpr int kUtf16LE = 1200;
@@ -61,7 +64,7 @@ char* newQ(const void* data, unsigned int n, bool keepsComma, unsigned int* outL
 }
 
 // B_Encode takes no more.
-constexpr unsigned int kLongestB = std::numeric_limits<unsigned int>::max() / 5;
+constexpr unsigned int kLongestB = kMost / 5;
 
 // ---- Encoded words ----
 
@@ -87,7 +90,7 @@ void appendWord(const char* charset, const char* marker, std::uint64_t most, Str
     constexpr std::uint64_t kFrame = 2 + 3 + 2;
     const std::uint64_t all = most + kFrame + zqStrLen(charset);
     // Without room for all, the parts below do what they can.
-    (void)BufferAccess::reserve(out, all);
+    if (all <= kMost) (void)BufferAccess::reserve(out, static_cast<unsigned int>(all));
     out.append("=?");
     out.append(charset);
     out.append(marker);
@@ -215,7 +218,7 @@ private:
 void Utf8Visitor::appendWithoutNuls(const words::Word& word) {
     const unsigned int before = m_out.getSize();
     if (!appendDecoded(word, m_out)) return;
-    char* const end = BufferAccess::end(m_out);
+    char* const end = reinterpret_cast<char*>(BufferAccess::spare(m_out).data());
     char* const last = std::remove(end - (m_out.getSize() - before), end, '\0');
     BufferAccess::setSize(m_out, m_out.getSize() - static_cast<unsigned int>(end - last));
 }
@@ -276,6 +279,7 @@ char* ContentCoding::Q_EncodeCommaToo(const void* data, unsigned int n,
 
 bool ContentCoding::bEncodeData2(const void* data, unsigned int n, const char* charset,
                                  StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || !charset || n == 0) return true;
     const std::uint64_t size = (std::uint64_t{n} + 2) / 3 * 4;
     appendWord(charset, "?B?", size, out, [&](contentcoding::Window& window) {
@@ -288,6 +292,7 @@ bool ContentCoding::bEncodeData2(const void* data, unsigned int n, const char* c
 
 bool ContentCoding::qEncodeData2(const void* data, unsigned int n, const char* charset,
                                  StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || n == 0) return true;
     const bool named = charset && *charset;
     const std::uint64_t escaped = std::uint64_t{n} * 3;
@@ -301,6 +306,7 @@ bool ContentCoding::qEncodeData2(const void* data, unsigned int n, const char* c
 
 bool ContentCoding::qbEncodeData(const void* data, unsigned int n, const char* charset,
                                  StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || n == 0) return true;
     std::string_view start = viewOf(data, n).substr(0, kSearchedBytes);
     start = start.substr(0, start.find('\0'));
@@ -320,6 +326,7 @@ bool ContentCoding::qbEncodeData(const void* data, unsigned int n, const char* c
 bool ContentCoding::bEncodeForMimeField(const void* data, unsigned int n, bool foldLongValues,
                                         int codePage, const char* charset, StringBuffer& out,
                                         LogBase& log) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || n == 0) return true;
     const auto target = Target::orUtf8(codePage, charset);
     const std::string_view value = viewOf(data, n);
@@ -336,6 +343,7 @@ bool ContentCoding::bEncodeForMimeField(const void* data, unsigned int n, bool f
 bool ContentCoding::qEncodeForMimeField(const void* data, unsigned int n, bool foldLongValues,
                                         int codePage, const char* charset,
                                         StringBuffer& out) const {
+    assert(contentcoding::BufferAccess::isApart(out, data, n));
     if (!data || n == 0) return true;
     const auto target = Target::orUtf8(codePage, charset);
     const std::string_view value = viewOf(data, n);
@@ -390,6 +398,7 @@ bool ContentCoding::QB_DecodeToUtf8(StringBuffer& value, LogBase& log) {
 bool ContentCoding::decodeStarEncoded(StringBuffer& value, const char* defaultCharset,
                                       StringBuffer& decodedValue, StringBuffer& charset,
                                       LogBase& log) {
+    assert(&value != &decodedValue && &value != &charset && &charset != &decodedValue);
     const LogContextExitor context(log, "decodeStarEncoded");
     constexpr const char* kSeparator = "''";
     charset.weakClear();

@@ -1,9 +1,11 @@
 #include "codec/Itida.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
+#include "support/BufferAccess.h"
 #include "support/UpperCase.h"
 
 namespace contentcoding {
@@ -98,7 +100,8 @@ CanonicalStatus writeForm(ItidaForm& form, std::uint64_t maxSize, DataBuffer& ou
     const CanonicalStatus status =
         form.measure(std::min<std::uint64_t>(maxSize, ByteStorage::kMaxSize));
     if (status != CanonicalStatus::kOk || form.size() == 0) return status;
-    unsigned char* const room = out.extend(static_cast<unsigned int>(form.size()));
+    unsigned char* const room =
+        BufferAccess::appendUninitialized(out, static_cast<unsigned int>(form.size()));
     if (!room) return CanonicalStatus::kNoMemory;
     form.write(reinterpret_cast<char*>(room));
     return CanonicalStatus::kOk;
@@ -155,6 +158,7 @@ CanonicalResult canonicalizeItida(std::string_view json, const CanonicalOptions&
 
 bool ContentCoding::canonicalizeItida(const DataBuffer& json, DataBuffer& out, LogBase& log) {
     using contentcoding::CanonicalStatus;
+    assert(&json != &out);
     out.clear();
     contentcoding::ItidaForm form;
     if (!form.exists()) return false;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -10,9 +11,11 @@
 #include "codec/Bytes.h"
 #include "codec/ContentCoding.h"
 #include "codec/StagingWriter.h"
+#include "support/BufferAccess.h"
 
 namespace {
 
+using contentcoding::BufferAccess;
 using contentcoding::byteClass;
 using contentcoding::ByteClass;
 using contentcoding::kBase32Alphabet;
@@ -363,6 +366,7 @@ unsigned int ContentCoding::computeBase32Size(unsigned int n) {
 
 bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int len,
                                         StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data) return true;
     const auto& kernels = contentcoding::kernels();
     const auto putRest = [&](char* chars) {
@@ -374,8 +378,9 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
     // All at once, where there is room; else in blocks, as many as there is room for.
     const unsigned int whole = len / kBase32GroupBytes,
                        groups = whole + (len % kBase32GroupBytes > 0 ? 1 : 0);
-    char* const room =
-        groups <= kMaxSize / kBase32GroupChars ? out.extend(groups * kBase32GroupChars) : nullptr;
+    char* const room = groups <= kMaxSize / kBase32GroupChars
+                           ? BufferAccess::appendUninitialized(out, groups * kBase32GroupChars)
+                           : nullptr;
     if (room) {
         kernels.encodeBase32(data, whole, room);
         data += std::size_t{whole} * kBase32GroupBytes;
@@ -396,20 +401,41 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
     return text.finish();
 }
 
+namespace {
+
+constexpr std::size_t kFirstGroups = 512;
+constexpr std::size_t kGrowth = 8;
+
+// Decodes whole groups from the start of `text`, which it moves past them, straight into `out`: up
+// to about the first other character, or until memory is short. After the first, a part is at most
+// eight times what was decoded before it: text that may be white space has little room reserved.
+void decodeLeadingGroups(const char*& text, const char* end, DataBuffer& out) {
+    std::size_t decoded = 0;
+    while (true) {
+        const std::size_t groups =
+            std::min(static_cast<std::size_t>(end - text) / kBase32GroupChars,
+                     std::max(kFirstGroups, decoded * kGrowth));
+        if (groups == 0 || groups >= kMaxSize / kBase32GroupBytes) return;
+        // Room for a group more: what follows the last part seldom needs a larger array.
+        const auto most = static_cast<unsigned int>((groups + 1) * kBase32GroupBytes);
+        const unsigned int before = out.getSize();
+        unsigned char* const room = BufferAccess::appendUninitialized(out, most);
+        if (!room) return;
+        const std::size_t done = contentcoding::kernels().decodeBase32(text, groups, room);
+        BufferAccess::shrinkTo(out, before + static_cast<unsigned int>(done * kBase32GroupBytes));
+        text += done * kBase32GroupChars;
+        decoded += done;
+        if (groups < kFirstGroups || done < groups / 2) return;
+    }
+}
+
+}  // namespace
+
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     if (!text) return true;
     const char* const end = text + std::strlen(text);
-    // All that is in front of the first other character at once, where there is room for that and
-    // for all that can follow.
-    const std::size_t whole = static_cast<std::size_t>(end - text) / kBase32GroupChars;
-    if (whole > 0 && whole < kMaxSize / kBase32GroupBytes) {
-        const auto most = static_cast<unsigned int>((whole + 1) * kBase32GroupBytes);
-        if (unsigned char* const room = out.extend(most)) {
-            const std::size_t done = contentcoding::kernels().decodeBase32(text, whole, room);
-            text += done * kBase32GroupChars;
-            out.resize(out.getSize() - most + static_cast<unsigned int>(done * kBase32GroupBytes));
-        }
-    }
+    decodeLeadingGroups(text, end, out);
     StagingWriter<ToBytes, kBase32FlushBytes + kBase32GroupBytes> bytes(ToBytes{out});
     while (true) {
         // Whole groups of digits, as many as lead to a flush.
@@ -442,6 +468,7 @@ bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
 }
 
 bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data || len == 0) return true;
     const auto* bytes = static_cast<const unsigned char*>(data);
     const unsigned char* const end = bytes + len;
@@ -485,7 +512,7 @@ bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffe
     }
     const std::uint64_t size = zeros + (kLimbDigits - skipped) + std::uint64_t{limbs} * kLimbDigits;
     if (size > kMaxSize) return false;
-    char* next = out.extend(static_cast<unsigned int>(size));
+    char* next = BufferAccess::appendUninitialized(out, static_cast<unsigned int>(size));
     if (!next) return false;
     next = std::fill_n(next, zeros, b58digits_ordered[0]);
     next = std::copy(firstDigits + skipped, firstDigits + kLimbDigits, next);
@@ -495,6 +522,7 @@ bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffe
 }
 
 bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log) {
+    assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     std::string_view digits(text ? text : "");
     const std::size_t zeros =
         std::min(digits.find_first_not_of(b58digits_ordered[0]), digits.size());
@@ -530,7 +558,8 @@ bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log
     std::size_t skipped = 0;
     while (words > 0 && number[words - 1] >> (8 * (kWordBytes - 1 - skipped)) == 0)
         ++skipped;
-    unsigned char* next = out.extend(static_cast<unsigned int>(most - skipped));
+    unsigned char* next =
+        BufferAccess::appendUninitialized(out, static_cast<unsigned int>(most - skipped));
     if (!next) return true;  // as the interface has it
     next = std::fill_n(next, zeros, static_cast<unsigned char>(0));
     for (std::size_t i = words; i-- > 0; skipped = 0) {
@@ -541,6 +570,7 @@ bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log
 }
 
 bool ContentCoding::encodeAscii85(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data) return true;
     const auto* p = static_cast<const unsigned char*>(data);
     StagingWriter<ToText, kAscii85FlushAbove + kAscii85GroupChars> text(ToText{out});
@@ -618,6 +648,7 @@ bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, Log
 }
 
 bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     if (!data) return true;
     const auto* p = static_cast<const unsigned char*>(data);
     StagingWriter<ToText, kEdaFlushAbove + 3> text(ToText{out});
@@ -638,6 +669,7 @@ bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& 
 }
 
 bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& out) {
+    assert(BufferAccess::isApart(out, text, len));
     if (!text) return true;
     const auto take = [&text, &len] {
         const unsigned int value =
@@ -646,7 +678,7 @@ bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& ou
         len -= 3;
         return value;
     };
-    if (unsigned char* bytes = out.extend(len / 3 * 2)) {
+    if (unsigned char* bytes = BufferAccess::appendUninitialized(out, len / 3 * 2)) {
         while (len >= 3) {
             const unsigned int value = take();
             *bytes++ = static_cast<unsigned char>(value >> 8);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 
+#include "contentcoding/export.hpp"
 #include "support/DataBuffer.h"
 #include "support/Log.h"
 #include "support/StringBuffer.h"
@@ -36,13 +37,13 @@ struct KnownCharset {
 
 // All of them, by ascending code page. UTF-16 and UTF-32 by byte-order mark follow, under the
 // number of their little-endian form, the charset that has that number.
-[[gnu::visibility("default")]] std::span<const KnownCharset> knownCharsets();
+CONTENTCODING_EXPORT std::span<const KnownCharset> knownCharsets();
 
 }  // namespace contentcoding
 
 // Converts text from one charset to another. What a conversion needs is opened when it is first
 // needed and kept for the next call on the same object; nothing else is carried over.
-class [[gnu::visibility("default")]] EncodingConvert {
+class CONTENTCODING_EXPORT EncodingConvert {
 public:
     EncodingConvert();
     ~EncodingConvert();
@@ -73,7 +74,7 @@ public:
     //            byte-order mark at the start tells the order; that mark is removed.
     //   returns  also false when the name denotes no charset, which is logged
     //   source   RFC 2781, section 4.3
-    bool ChConvert2(StringBuffer & charset, int toCodePage, const unsigned char* data,
+    bool ChConvert2(StringBuffer& charset, int toCodePage, const unsigned char* data,
                     unsigned int n, DataBuffer& out, LogBase& log);
 
 private:
@@ -81,7 +82,7 @@ private:
 };
 
 // A charset chosen by name.
-class [[gnu::visibility("default")]] _zqCharset {
+class CONTENTCODING_EXPORT _zqCharset {
 public:
     // Chooses the charset `name`. False, and none chosen, for null and for a name that denotes no
     // charset.
@@ -95,18 +96,18 @@ private:
     int m_codePage = 0;
 };
 
-class [[gnu::visibility("default")]] CharsetNaming {
+class CONTENTCODING_EXPORT CharsetNaming {
 public:
     // Whether `name` denotes a charset that EncodingConvert::ChConvert2 converts from. The name is
     // not changed.
-    static bool CharsetValid(StringBuffer & name);
+    static bool CharsetValid(StringBuffer& name);
 };
 
-class [[gnu::visibility("default")]] _zqUrlEncode {
+class CONTENTCODING_EXPORT _zqUrlEncode {
 public:
     // Turns each "%" with two hexadecimal digits of either case after it into the byte that they
     // denote. Any other "%", and "+", stay. False, and nothing changed, when memory is short.
-    static bool urlDecodeSb(StringBuffer & text);
+    static bool urlDecodeSb(StringBuffer& text);
 };
 
 #endif

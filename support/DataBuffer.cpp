@@ -5,7 +5,8 @@
 
 DataBuffer::DataBuffer(std::span<const unsigned char> bytes) {
     if (bytes.size() <= contentcoding::ByteStorage::kMaxSize)
-        append(bytes.data(), static_cast<unsigned int>(bytes.size()));
+        append(bytes.data(),
+               static_cast<unsigned int>(bytes.size()));  // empty when memory is short
 }
 
 bool DataBuffer::appendStr(const char* text) {
@@ -20,7 +21,7 @@ bool DataBuffer::appendUint16_be(unsigned short v) {
     return append(bytes, sizeof bytes);
 }
 
-// Runs between zero bytes are copied whole, and first to one side: `data` may be our own.
+// The runs between zero bytes are copied to another buffer first: `data` may lie in this one.
 bool DataBuffer::appendSkipNulls(const unsigned char* data, unsigned int n) {
     if (!data) return true;
     DataBuffer kept;
@@ -32,8 +33,8 @@ bool DataBuffer::appendSkipNulls(const unsigned char* data, unsigned int n) {
     return append(kept.getData2(), kept.getSize());
 }
 
-void DataBuffer::takeData(unsigned char* data, unsigned int n, unsigned int capacity) {
-    m_storage.adopt(reinterpret_cast<char*>(data), n, capacity);
+void DataBuffer::takeData(unsigned char* data, unsigned int n) {
+    m_storage.adopt(reinterpret_cast<char*>(data), n, n);
 }
 
 bool DataBuffer::parseUint16(unsigned int& offset, bool littleEndian, unsigned short& value) const {

@@ -3,33 +3,40 @@
 
 #include <span>
 
+#include "contentcoding/export.hpp"
 #include "support/Memory.h"
+
+namespace contentcoding {
+class BufferAccess;
+}
 
 // A growable, counted array of bytes. Decoders append to it.
 //
-// Lengths are bytes. At most 2^32 - 1 bytes are held. An operation that would pass that, or
-// that finds no memory, returns false and leaves the buffer as it was. Null data counts as
-// empty. A buffer's own bytes may be appended to it. Nothing is thrown.
-class [[gnu::visibility("default")]] DataBuffer {
+// Lengths are bytes. It holds at most 2^32 - 1 bytes, or 2^31 - 2 where addresses have 32 bits. An
+// operation that would pass that, or for which memory is short, returns false and leaves the buffer
+// as it was. Null data counts as empty. A buffer's own bytes may be appended to it. Nothing is
+// thrown.
+//
+// Appends are not [[nodiscard]]: those who know the interface often append all parts of a text and
+// look at the outcome once.
+class CONTENTCODING_EXPORT DataBuffer {
 public:
     DataBuffer() = default;
 
-    // A copy of the bytes; empty when they cannot be held. The same goes for copies of buffers.
+    // A copy of the bytes, or of another buffer; empty when memory is short.
     explicit DataBuffer(std::span<const unsigned char> bytes);
     DataBuffer(const DataBuffer&) = default;
-    DataBuffer& operator=(const DataBuffer&) = default;
+    DataBuffer& operator=(const DataBuffer&) = default;  // unchanged when memory is short
 
-    // What was held moves over: in construction the other buffer is empty afterwards, in
-    // assignment the two exchange what they hold.
-    DataBuffer(DataBuffer &&) noexcept = default;
+    // Construction leaves the other buffer empty; assignment exchanges the contents of the two.
+    DataBuffer(DataBuffer&&) noexcept = default;
     DataBuffer& operator=(DataBuffer&&) noexcept = default;
     ~DataBuffer() = default;
 
     // All bytes held; valid until the buffer next changes.
     std::span<const unsigned char> view() const { return {getData2(), getSize()}; }
 
-    // The address of the bytes, valid until the buffer next changes; null when nothing was ever
-    // held.
+    // The address of the bytes, valid until the buffer next changes; may be null when it is empty.
     const unsigned char* getData2() const {
         return reinterpret_cast<const unsigned char*>(m_storage.bytes());
     }
@@ -38,13 +45,6 @@ public:
 
     bool append(const void* data, unsigned int n) { return m_storage.append(data, n); }
     bool appendChar(unsigned char b) { return m_storage.append(&b, 1); }
-
-    // Appends `n` bytes of unspecified values, and returns where they are, to be written before the
-    // buffer next changes. Null, with nothing appended, when there is no room for them, or `n` is 0
-    // and the buffer never held anything.
-    unsigned char* extend(unsigned int n) {
-        return reinterpret_cast<unsigned char*>(m_storage.extend(n));
-    }
 
     // Appends a NUL-terminated text without its terminator.
     bool appendStr(const char* text);
@@ -55,29 +55,15 @@ public:
     // Appends the `n` bytes except those that are 0.
     bool appendSkipNulls(const unsigned char* data, unsigned int n);
 
-    // Replaces what is held by the `n` bytes of `data`, an array from zqNewChar of more than
+    // Replaces the contents by the first `n` bytes of `data`, an array from zqNewChar of more than
     // `n` elements, which belongs to the buffer from then on. Null with 0 empties the buffer.
-    void takeData(unsigned char* data, unsigned int n) { takeData(data, n, n); }
-
-    // The same for an array of more than `capacity` elements, of which `n` are in use.
-    void takeData(unsigned char* data, unsigned int n, unsigned int capacity);
-
-    // Where to write up to `n` bytes that replace what is held, of which resize() then tells how
-    // many they were; null where that takes a larger array, or one of the `len` bytes at `source`
-    // would be overwritten.
-    unsigned char* replaceable(unsigned int n, const void* source, std::size_t len) {
-        const bool fits = n <= m_storage.capacity() && !m_storage.overlaps(source, len);
-        return fits ? reinterpret_cast<unsigned char*>(m_storage.bytes()) : nullptr;
-    }
-
-    // Says how many bytes are held: no more than were, or than were written to replaceable().
-    void resize(unsigned int n) { m_storage.truncate(n); }
+    void takeData(unsigned char* data, unsigned int n);
 
     void clear() { m_storage.truncate(0); }
 
     // Reads the two bytes at `offset` into `value`, the first one as the high byte unless
     // `littleEndian`, and advances `offset` by 2. With fewer than two bytes at `offset` it
-    // returns false and leaves both alone.
+    // returns false and changes neither.
     bool parseUint16(unsigned int& offset, bool littleEndian, unsigned short& value) const;
 
 private:

@@ -2,6 +2,7 @@
 #define SUPPORT_JSON_H
 
 #include <string_view>
+#include "contentcoding/export.hpp"
 
 #include "support/DataBuffer.h"
 #include "support/Log.h"
@@ -49,7 +50,7 @@ class JsonDocument;
 
 // What objects and arrays have in common: a sequence of items. An index may have any value; where
 // there is no item, the type is kJsonNone.
-class [[gnu::visibility("default")]] JsonContainer : public RefCountedObject {
+class CONTENTCODING_EXPORT JsonContainer : public RefCountedObject {
 public:
     // The number of members or elements.
     int get_Size() const { return static_cast<int>(m_count); }
@@ -96,7 +97,7 @@ private:
 
 }  // namespace contentcoding
 
-class [[gnu::visibility("default")]] ClsJsonArray final : public contentcoding::JsonContainer {
+class CONTENTCODING_EXPORT ClsJsonArray final : public contentcoding::JsonContainer {
 private:
     friend class contentcoding::JsonBuilder;
     using JsonContainer::JsonContainer;
@@ -104,7 +105,7 @@ private:
 };
 
 // An object, and the way into a document, the root of which is an object.
-class [[gnu::visibility("default")]] ClsJsonObject final : public contentcoding::JsonContainer {
+class CONTENTCODING_EXPORT ClsJsonObject final : public contentcoding::JsonContainer {
 public:
     // An object without members; the caller holds the only reference. Null when memory is short.
     [[nodiscard]] static ClsJsonObject* createNewCls();
@@ -126,7 +127,7 @@ public:
     //            short
     //   source   RFC 8259; a lone surrogate (section 8.2) is a fault
     [[nodiscard]] bool loadJson(const DataBuffer& json, LogBase& log);
-    [[nodiscard]] bool loadJson(std::string_view json, LogBase & log);
+    [[nodiscard]] bool loadJson(std::string_view json, LogBase& log);
 
     // Why the last loadJson() of this object failed; `expected` is null when it did not fail, or
     // when memory was short.

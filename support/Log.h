@@ -1,11 +1,12 @@
 #ifndef SUPPORT_LOG_H
 #define SUPPORT_LOG_H
 
+#include "contentcoding/export.hpp"
 #include "support/StringBuffer.h"
 
-// A caller's log. Operations report through it what went wrong; they never read it back. Texts
+// A caller's log. Operations report to it what went wrong; they never read an entry back. Texts
 // are NUL-terminated and belong to the operation: a log that keeps one copies it.
-class [[gnu::visibility("default")]] LogBase {
+class CONTENTCODING_EXPORT LogBase {
 public:
     LogBase() = default;
     LogBase(const LogBase&) = default;
@@ -18,20 +19,20 @@ public:
     // Records one named value.
     virtual void LogDataSb(const char* name, const StringBuffer& value) = 0;
 
-    // Opens and closes a context. Contexts nest; leaveContext closes the one opened last and
-    // must not throw. LogContextExitor calls both.
+    // Open and close a context. Contexts nest: leaveContext closes the one opened last. It must
+    // not throw. LogContextExitor calls both.
     virtual void enterContext(const char* name) = 0;
     virtual void leaveContext() = 0;
 
     // Whether the log's owner asks for detailed entries.
     bool m_verboseLogging = false;
 
-    // Option keywords. Keywords are found anywhere in the text, whatever their case.
+    // Option keywords, found anywhere in the text and in either case.
     StringBuffer m_options;
 };
 
 // Drops everything.
-class [[gnu::visibility("default")]] LogNull final : public LogBase {
+class CONTENTCODING_EXPORT LogNull final : public LogBase {
 public:
     LogNull() = default;
     LogNull(const LogNull&) = default;
@@ -44,16 +45,18 @@ public:
     void leaveContext() override;
 };
 
-// Keeps its entries as text, one line each, indented by two blanks for every open context:
+// Keeps its entries as text, one line each, indented by two spaces for every open context:
 //
 //     decodeStarEncoded:
 //       charset: koi8-r
 //       Errors in decoding from the specified charset.
 //
-// A context without entries is not shown. Control characters and DEL are written as "\x0A", so that
-// a hostile value cannot pose as another entry. An entry for which memory is short is dropped
-// whole.
-class [[gnu::visibility("default")]] LogText final : public LogBase {
+// A context without entries is not shown. So that a hostile value cannot pose as another entry,
+// each byte of a control character (U+0000 to U+001F, U+007F to U+009F), of U+2028 and U+2029, of a
+// bidirectional control and of ill-formed UTF-8 is written as "\x0A". If memory is short for an
+// entry with the lines of its contexts, it is dropped whole; if memory is short for a context, it
+// is not shown, nor are contexts inside it.
+class CONTENTCODING_EXPORT LogText final : public LogBase {
 public:
     LogText() = default;
     LogText(const LogText&) = default;
@@ -71,18 +74,19 @@ public:
 
 private:
     void addEntry(std::string_view name, std::string_view separator, std::string_view value);
-    void addLine(std::string_view name, std::string_view separator, std::string_view value,
-                 StringBuffer & to) const;
+    [[nodiscard]] bool appendLine(std::string_view name, std::string_view separator,
+                                  std::string_view value, StringBuffer& to) const;
 
     StringBuffer m_text;
     StringBuffer m_unused;  // the lines of open contexts that have no entry yet
     unsigned int m_depth = 0;
+    unsigned int m_lost = 0;  // how many of the open contexts, the innermost ones, have no line
 };
 
-// Keeps a context open in `log` for as long as it lives, whichever way its scope is left.
-class [[gnu::visibility("default")]] LogContextExitor {
+// Keeps a context open in `log` for as long as it lives, however its scope is left.
+class CONTENTCODING_EXPORT LogContextExitor {
 public:
-    LogContextExitor(LogBase & log, const char* contextName) : m_log(log) {
+    LogContextExitor(LogBase& log, const char* contextName) : m_log(log) {
         log.enterContext(contextName);
     }
     ~LogContextExitor() { m_log.leaveContext(); }

@@ -58,7 +58,10 @@ void TypedArrayPointer::release() {
     m_array = nullptr;
 }
 
-ByteStorage::ByteStorage(const ByteStorage& other) { append(other.m_bytes, other.m_size); }
+ByteStorage::ByteStorage(const ByteStorage& other) {
+    (void)append(other.m_bytes,
+                 other.m_size);  // a constructor has no result; its owner compares sizes
+}
 
 ByteStorage::ByteStorage(ByteStorage&& other) noexcept
     : m_bytes(std::exchange(other.m_bytes, nullptr)),
@@ -66,7 +69,9 @@ ByteStorage::ByteStorage(ByteStorage&& other) noexcept
       m_capacity(std::exchange(other.m_capacity, 0)) {}
 
 ByteStorage& ByteStorage::operator=(const ByteStorage& other) {
-    if (this != &other) *this = ByteStorage(other);
+    if (this == &other) return *this;
+    ByteStorage copy(other);
+    if (copy.m_size == other.m_size) *this = std::move(copy);
     return *this;
 }
 

@@ -4,29 +4,30 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
-// Allocation and text helpers, and the storage that both buffers share. Nothing here throws.
+#include "contentcoding/export.hpp"
+
+// Allocation and text helpers, and the storage that both buffers use. Nothing here throws.
 
 // A new array of `n` elements, contents unspecified, released by its owner with array
-// delete; null when memory is short. `n` of 0 gives an array without elements, not null.
-[[gnu::visibility("default")]] char* zqNewChar(unsigned int n);
-[[gnu::visibility("default")]] unsigned char* zqNewUnsignedChar(unsigned int n);
-[[gnu::visibility("default")]] std::uint32_t* zqNewUint32(unsigned int n);
+// delete; null when memory is short. With `n` 0 it has no elements, but is not null.
+[[nodiscard]] CONTENTCODING_EXPORT char* zqNewChar(unsigned int n);
+[[nodiscard]] CONTENTCODING_EXPORT unsigned char* zqNewUnsignedChar(unsigned int n);
+[[nodiscard]] CONTENTCODING_EXPORT std::uint32_t* zqNewUint32(unsigned int n);
 
 // The number of bytes before the terminator of `s`; 0 for null. A text of 2^32 bytes or more
 // counts as 2^32 - 1.
-[[gnu::visibility("default")]] unsigned int zqStrLen(const char* s);
+CONTENTCODING_EXPORT unsigned int zqStrLen(const char* s);
 
-// The first occurrence of `needle` in `haystack`, or null: also when either is null.
-[[gnu::visibility("default")]] const char* zqStrStr(const char* haystack, const char* needle);
+// The first occurrence of `needle` in `haystack`; null when there is none or either is null.
+CONTENTCODING_EXPORT const char* zqStrStr(const char* haystack, const char* needle);
 
 namespace contentcoding {
 
-class BufferAccess;
-
-// The address of an array together with the kind of array that it is. It owns nothing:
-// assigning another address leaves the array that it held alone, as with a plain pointer.
-class [[gnu::visibility("default")]] TypedArrayPointer {
+// The address of an array, with its element type. It owns nothing: assigning another address does
+// not release the array that it pointed to, as with a plain pointer.
+class CONTENTCODING_EXPORT TypedArrayPointer {
 public:
     TypedArrayPointer& operator=(char* array);
     TypedArrayPointer& operator=(unsigned char* array);
@@ -37,7 +38,7 @@ public:
     explicit operator bool() const { return m_array != nullptr; }
     friend bool operator==(const TypedArrayPointer& a, const void* b) { return a.m_array == b; }
 
-    // Releases the array by array delete of its own type; nothing for null.
+    // Releases the array by array delete of its own type, and is null afterwards.
     void release();
 
 private:
@@ -47,15 +48,15 @@ private:
 
 // A counted array of bytes that grows geometrically up to kMaxSize. It always has room for
 // one byte after the last, so that a text can be terminated without a further allocation.
-class [[gnu::visibility("default")]] ByteStorage {
+class CONTENTCODING_EXPORT ByteStorage {
 public:
-    // Half the address space, without the spare byte, where that is only 32 bits wide.
+    // With 32-bit addresses, half the address space without the spare byte.
     static constexpr unsigned int kMaxSize = sizeof(std::size_t) > 4 ? 0xFFFFFFFFu : 0x7FFFFFFEu;
 
     ByteStorage() = default;
     ByteStorage(const ByteStorage& other);  // empty when memory is short
-    ByteStorage(ByteStorage && other) noexcept;
-    ByteStorage& operator=(const ByteStorage& other);
+    ByteStorage(ByteStorage&& other) noexcept;
+    ByteStorage& operator=(const ByteStorage& other);  // unchanged when memory is short
     ByteStorage& operator=(ByteStorage&& other) noexcept;
     ~ByteStorage();
 
@@ -63,15 +64,17 @@ public:
     const char* bytes() const { return m_bytes; }
     unsigned int size() const { return m_size; }
 
-    // Room for `n` more bytes; false, and nothing changed, when it cannot be had.
-    bool reserve(unsigned int n) { return n <= m_capacity - m_size || regrow(n, nullptr); }
+    // Makes room for `n` more bytes. False, and nothing changed, when there is none.
+    [[nodiscard]] bool reserve(unsigned int n) {
+        return n <= m_capacity - m_size || regrow(n, nullptr);
+    }
 
     // Appends `n` bytes, which may be the storage's own. Null `data` counts as no bytes.
     // False, and nothing changed, when there is no room.
-    bool append(const void* data, unsigned int n) {
+    [[nodiscard]] bool append(const void* data, unsigned int n) {
         if (n == 0 || !data) return true;
         if (n > m_capacity - m_size) return regrow(n, data);
-        // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): what has room is no null
+        // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): a buffer with room is never null
         std::memcpy(m_bytes + m_size, data, n);
         m_size += n;
         return true;
@@ -79,7 +82,7 @@ public:
 
     // Appends `n` bytes of unspecified values, and returns where they are; null, and nothing
     // changed, when there is no room.
-    char* extend(unsigned int n) {
+    [[nodiscard]] char* appendUninitialized(unsigned int n) {
         if (!reserve(n)) return nullptr;
         m_size += n;
         return m_bytes + (m_size - n);
@@ -94,7 +97,13 @@ public:
 
     unsigned int capacity() const { return m_capacity; }
 
-    // Cuts to `n` bytes; `n` must not exceed size(), or what was written up to capacity().
+    // The bytes after the last one held, without the spare one.
+    std::span<char> spare() { return {m_bytes + m_size, m_capacity - m_size}; }
+
+    // Says how many bytes are held; `n` must not exceed size(), or what was written to spare().
+    void setSize(unsigned int n) { m_size = n; }
+
+    // Cuts to `n` bytes, of size() at most.
     void truncate(unsigned int n) { m_size = n; }
 
     // Takes over an array from zqNewChar, of more than `capacity` elements, that holds `n` bytes,
@@ -102,10 +111,10 @@ public:
     void adopt(char* array, unsigned int n, unsigned int capacity);
 
     // Gives the array away and is empty afterwards.
-    char* release();
+    [[nodiscard]] char* release();
 
 private:
-    bool regrow(unsigned int more, const void* data);
+    [[nodiscard]] bool regrow(unsigned int more, const void* data);
 
     char* m_bytes = nullptr;
     unsigned int m_size = 0;
@@ -115,9 +124,9 @@ private:
 }  // namespace contentcoding
 
 // Releases one array, by array delete of the array's own type, when it goes out of scope. It
-// is made empty; the owner stores an array from one of the allocation helpers in
-// m_ownedArray, or null to take an array back.
-class [[gnu::visibility("default")]] ByteArrayOwner {
+// starts empty: store an array from one of the allocation helpers in m_ownedArray, or null to take
+// it back.
+class CONTENTCODING_EXPORT ByteArrayOwner {
 public:
     ByteArrayOwner() = default;
     ~ByteArrayOwner() { m_ownedArray.release(); }

@@ -19,7 +19,7 @@ FileOutput::~FileOutput() = default;
 // How many bytes were taken; errno says why when there were fewer than `n`.
 std::size_t FileOutput::writeSome(const char* data, unsigned int n) const {
     errno = 0;
-    // The stream's own buffer would drop bytes that it has taken already when writing them fails.
+    // When a write fails, the stream's own buffer may lose bytes that it has already taken.
     if (m_stream && std::fflush(m_stream) != 0) return 0;
     const int descriptor = m_stream ? ::fileno(m_stream) : m_descriptor;
     const ssize_t taken = ::write(descriptor, data, n);

@@ -3,12 +3,13 @@
 
 #include <atomic>
 #include <utility>
+#include "contentcoding/export.hpp"
 
 // An object that lives as long as somebody holds a reference to it. Whoever makes one holds the
 // first reference; giving back the last one deletes the object. An object may be a part of another,
 // the whole: references to a part are references to the whole, which deletes its parts. References
 // may be taken and given back on several threads at once.
-class [[gnu::visibility("default")]] RefCountedObject {
+class CONTENTCODING_EXPORT RefCountedObject {
 public:
     RefCountedObject(const RefCountedObject&) = delete;
     RefCountedObject& operator=(const RefCountedObject&) = delete;
@@ -22,7 +23,7 @@ public:
 
 protected:
     RefCountedObject() = default;
-    explicit RefCountedObject(RefCountedObject * whole) : m_whole(whole) {}
+    explicit RefCountedObject(RefCountedObject* whole) : m_whole(whole) {}
     virtual ~RefCountedObject();
 
     bool isPart() const { return m_whole != nullptr; }
@@ -36,7 +37,7 @@ private:
 
 // Gives one reference back when it goes out of scope. It is made empty; take() hands it an object
 // together with one reference to it, or null, which it leaves alone.
-class [[gnu::visibility("default")]] RefCountedObjectOwner {
+class CONTENTCODING_EXPORT RefCountedObjectOwner {
 public:
     RefCountedObjectOwner() = default;
     ~RefCountedObjectOwner() { take(nullptr); }
@@ -44,7 +45,7 @@ public:
     RefCountedObjectOwner& operator=(const RefCountedObjectOwner&) = delete;
 
     // Gives back the reference that was held before.
-    void take(RefCountedObject * object) {
+    void take(RefCountedObject* object) {
         if (RefCountedObject* const held = std::exchange(m_object, object)) held->decRefCount();
     }
 

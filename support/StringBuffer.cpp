@@ -10,13 +10,16 @@
 
 StringBuffer::StringBuffer(std::string_view text) {
     if (text.size() <= contentcoding::ByteStorage::kMaxSize)
-        appendN(text.data(), static_cast<unsigned int>(text.size()));
+        appendN(text.data(), static_cast<unsigned int>(text.size()));  // empty when memory is short
 }
 
-StringBuffer::StringBuffer(const StringBuffer& other) : m_storage(other.m_storage) { terminated(); }
+StringBuffer::StringBuffer(const StringBuffer& other) : m_storage(other.m_storage) { terminate(); }
 
 StringBuffer& StringBuffer::operator=(const StringBuffer& other) {
-    if (this != &other) *this = StringBuffer(other);
+    if (this != &other) {
+        m_storage = other.m_storage;
+        terminate();
+    }
     return *this;
 }
 
@@ -28,12 +31,12 @@ bool StringBuffer::appendCharN(char c, unsigned int count) {
     char block[kBlock];
     std::memset(block, c, kBlock);
     for (; count > kBlock; count -= kBlock)
-        appendN(block, kBlock);
+        appendN(block, kBlock);  // into the room reserved
     return appendN(block, count);
 }
 
 bool StringBuffer::append(const char* text) {
-    // A text of 2^32 bytes or more is cut by no length: it does not fit.
+    // A text of 2^32 bytes or more does not fit: its length is not cut to 32 bits.
     const std::size_t n = text ? std::strlen(text) : 0;
     return n <= std::numeric_limits<unsigned int>::max() &&
            appendN(text, static_cast<unsigned int>(n));
@@ -49,7 +52,7 @@ bool StringBuffer::append(unsigned int n) {
     return appendN(digits, static_cast<unsigned int>(end - digits));
 }
 
-// The new contents are built apart: `text` may lie inside the old ones.
+// The new contents are built in another buffer: `text` may lie in the old ones.
 bool StringBuffer::setString(const char* text) {
     StringBuffer replacement;
     if (!replacement.append(text)) return false;
@@ -95,7 +98,8 @@ bool StringBuffer::equalsIgnoreCase(const char* s) const {
 }
 
 char* StringBuffer::extractString(unsigned int* outLen) {
-    if (!m_storage.bytes()) expectNumBytes(1);  // the array must exist
+    // There must be an array; without memory for one, null is returned.
+    if (!m_storage.bytes()) (void)expectNumBytes(1);
     if (outLen) *outLen = getSize();
     return m_storage.release();
 }

@@ -77,7 +77,7 @@ void XString::adopt(ByteStorage& text) {
 bool XString::setFromUtf8N(const char* text, unsigned int n) {
     if (n > m_storage.size() && !m_storage.reserve(n - m_storage.size())) return false;
     m_storage.truncate(0);
-    m_storage.append(text, n);  // there is room
+    (void)m_storage.append(text, n);  // into the room reserved
     if (m_storage.bytes()) m_storage.bytes()[n] = '\0';
     return true;
 }
@@ -91,7 +91,7 @@ bool XString::toUpperCase() {
     }
     const std::size_t size = contentcoding::toUpperUtf8(text, nullptr);
     ByteStorage upper;
-    if (size > ByteStorage::kMaxSize || !upper.extend(static_cast<unsigned int>(size)))
+    if (size > ByteStorage::kMaxSize || !upper.appendUninitialized(static_cast<unsigned int>(size)))
         return false;
     contentcoding::toUpperUtf8(text, upper.bytes());
     adopt(upper);

@@ -2,6 +2,7 @@
 #define SUPPORT_XSTRING_H
 
 #include <string_view>
+#include "contentcoding/export.hpp"
 
 #include "support/Memory.h"
 
@@ -11,7 +12,7 @@
 // they are. Null given as a text counts as empty, but nothing contains it. An operation that
 // returns false ran out of memory and left the text as it was; containsSubstringUtf8() only
 // answers a question.
-class [[gnu::visibility("default")]] XString {
+class CONTENTCODING_EXPORT XString {
 public:
     XString() = default;
 
@@ -21,7 +22,7 @@ public:
         if (this != &other) *this = XString(other);
         return *this;
     }
-    XString(XString &&) noexcept = default;
+    XString(XString&&) noexcept = default;
     XString& operator=(XString&&) noexcept = default;
     ~XString() = default;
 
@@ -53,7 +54,7 @@ public:
     [[nodiscard]] bool replaceAllOccurancesUtf8(const char* text, const char* by, bool ignoreCase);
 
 private:
-    void adopt(contentcoding::ByteStorage & text);
+    void adopt(contentcoding::ByteStorage& text);
 
     contentcoding::ByteStorage m_storage;
 };

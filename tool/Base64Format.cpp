@@ -71,7 +71,7 @@ void encodeBase64(const EncodeOptions& options, const FileArguments& files) {
 
 // The decode table of the URL-safe alphabet: its digits are those of the bytes whose six-bit
 // groups count from 0 to 63.
-std::array<unsigned char, 80> urlSafeDecodeTable() {
+bool urlSafeDecodeTable(std::array<unsigned char, 80>& table) {
     constexpr unsigned char kFirstChar = '+', kNoDigit = 0x7F;
     std::vector<unsigned char> counting;
     for (unsigned int v = 0; v < 64; v += 4) {
@@ -80,21 +80,23 @@ std::array<unsigned char, 80> urlSafeDecodeTable() {
             counting.push_back(static_cast<unsigned char>(group >> shift));
     }
     StringBuffer alphabet;
-    ContentCoding::encodeModBase64_noCrLf(counting.data(),
-                                          static_cast<unsigned int>(counting.size()), alphabet);
-    std::array<unsigned char, 80> table{};
+    if (!ContentCoding::encodeModBase64_noCrLf(
+            counting.data(), static_cast<unsigned int>(counting.size()), alphabet))
+        return false;
     table.fill(kNoDigit);
     unsigned char value = 0;
     for (const char digit : alphabet.view())
         table.at(static_cast<unsigned char>(digit) - kFirstChar) = value++;
-    return table;
+    return true;
 }
 
 bool decodeUrlSafe(const StringBuffer& text, DataBuffer& bytes) {
+    std::array<unsigned char, 80> table;
+    if (!urlSafeDecodeTable(table)) return false;
     unsigned int n = 0;
     bool ok = false;
-    unsigned char* const array = ContentCoding::decodeBase64_2a(
-        text.getString(), text.getSize(), urlSafeDecodeTable().data(), &n, ok);
+    unsigned char* const array =
+        ContentCoding::decodeBase64_2a(text.getString(), text.getSize(), table.data(), &n, ok);
     if (ok) bytes.takeData(array, n);
     return ok;
 }

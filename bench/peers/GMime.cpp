@@ -29,7 +29,7 @@ auto toNewText(Convert convert) {
 // Line breaks and escapes are chosen otherwise, and say the same.
 bool decodedEqual(std::string_view ours, std::string_view theirs) {
     const auto decode = toBytes([](std::string_view in, DataBuffer& out) {
-        ContentCoding().decodeQuotedPrintable(in.data(), size32(in), out);
+        return ContentCoding().decodeQuotedPrintable(in.data(), size32(in), out);
     });
     auto decodeOurs = decode;
     auto decodeTheirs = decode;

@@ -1,5 +1,6 @@
 #include <map>
 
+#include "support/BufferAccess.h"
 #include "tests/TestSupport.h"
 
 namespace {
@@ -283,6 +284,18 @@ TEST(Radix, EdaVectors) {
     for (std::size_t v = 0; v < 65536; v += 7) {
         const std::string bytes = {static_cast<char>(v >> 8), static_cast<char>(v)};
         ASSERT_EQ(encodeEda(bytes), (std::string{kEda[v / 1849], kEda[v / 43 % 43], kEda[v % 43]}));
+    }
+}
+
+TEST(Radix, Base32ReservesLittleForWhiteSpace) {
+    const std::string blanks = x(1 << 20, " \t\r\n");
+    for (const std::size_t groups : {0u, 1u, 1000u}) {
+        LogNull log;
+        DataBuffer bytes;
+        const std::string text = x(groups, "MZXW6YTB") + blanks;
+        EXPECT_TRUE(ContentCoding::decodeBase32(text.c_str(), bytes, log));
+        EXPECT_EQ(str(bytes), x(groups, "fooba"));
+        EXPECT_LT(contentcoding::BufferAccess::capacity(bytes), 3000 + 100 * groups);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "support/DataBuffer.h"
 
+#include "support/BufferAccess.h"
+
 #include "tests/TestSupport.h"
 
 TEST(DataBuffer, AppendsEveryKindOfPiece) {
@@ -79,3 +81,51 @@ TEST(DataBuffer, ParsesBothByteOrdersInsideItsBytes) {
     EXPECT_EQ(value, 0x01E9);
     EXPECT_FALSE(DataBuffer().parseUint16(offset = 0, false, value));
 }
+
+TEST(DataBuffer, IsWrittenInPlaceByThoseInside) {
+    using contentcoding::BufferAccess;
+    DataBuffer bytes;
+    EXPECT_TRUE(bytes.append("ab", 2));
+    unsigned char* const room = BufferAccess::appendUninitialized(bytes, 100);
+    ASSERT_NE(room, nullptr);
+    std::memcpy(room, "cd", 2);
+    BufferAccess::shrinkTo(bytes, 4);
+    EXPECT_EQ(str(bytes), "abcd");
+    EXPECT_GE(BufferAccess::spare(bytes).size(), 98u);
+
+    // What replaces the contents is written over them, but never over its own source.
+    const unsigned int all = BufferAccess::capacity(bytes);
+    for (const unsigned int at : {0u, 4u, all})
+        EXPECT_EQ(BufferAccess::reuse(bytes, 1, bytes.getData2() + at, 1), nullptr) << at;
+    EXPECT_EQ(BufferAccess::reuse(bytes, all + 1, "x", 1), nullptr);
+    EXPECT_FALSE(BufferAccess::isApart(bytes, bytes.getData2(), 1));
+    EXPECT_TRUE(BufferAccess::isApart(bytes, bytes.getData2(), 0));
+    EXPECT_TRUE(BufferAccess::isApart(DataBuffer(), nullptr, 1));
+    unsigned char* const again = BufferAccess::reuse(bytes, all, "x", 1);
+    EXPECT_EQ(again, bytes.getData2());
+    *again = 'x';
+    BufferAccess::setSize(bytes, 1);
+    EXPECT_EQ(str(bytes), "x");
+
+    unsigned char* const array = zqNewUnsignedChar(9);
+    *array = '!';
+    BufferAccess::adopt(bytes, array, 1, 8);
+    EXPECT_EQ(str(bytes), "!");
+    EXPECT_EQ(BufferAccess::spare(bytes).data(), array + 1);
+    EXPECT_EQ(BufferAccess::spare(bytes).size(), 7u);
+}
+
+#ifndef NDEBUG
+// Under its own name: such tests run before threads are started.
+TEST(DataBufferDeathTest, DebugBuildsStopWhereMemoryWouldBeMisused) {
+    using contentcoding::BufferAccess;
+    DataBuffer bytes;
+    EXPECT_DEATH(BufferAccess::setSize(bytes, 4), "capacity");
+    ASSERT_TRUE(bytes.appendStr("ZJ3"));
+    EXPECT_DEATH(BufferAccess::shrinkTo(bytes, 4), "getSize");
+    const auto* const text = reinterpret_cast<const char*>(bytes.getData2());
+    EXPECT_DEATH(ContentCoding::decodeEda(text, 3, bytes), "isApart");
+    LogNull log;
+    EXPECT_DEATH((void)ContentCoding::canonicalizeItida(bytes, bytes, log), "json");
+}
+#endif

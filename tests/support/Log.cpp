@@ -20,9 +20,33 @@ TEST(Log, TextIsIndentedByContext) {
 }
 
 TEST(Log, AValueCannotPoseAsAnEntry) {
+    constexpr std::pair<std::string_view, const char*> kRows[] = {
+        {"a\r\nb\0\x1F\x7F"sv, "a\\x0D\\x0Ab\\x00\\x1F\\x7F"},
+        {"\xC2\x80\xC2\x85\xC2\x9F\xC2\xA0", "\\xC2\\x80\\xC2\\x85\\xC2\\x9F\xC2\xA0"},  // C1
+        {"\xE2\x80\xA7|\xE2\x80\xA8|\xE2\x80\xA9",
+         "\xE2\x80\xA7|\\xE2\\x80\\xA8|\\xE2\\x80\\xA9"},  // U+2027 to U+2029
+        // Bidirectional controls, at the ends of their ranges, and their neighbours.
+        {"\xD8\x9B\xD8\x9C\xD8\x9D", "\xD8\x9B\\xD8\\x9C\xD8\x9D"},
+        {"\xE2\x80\x8D\xE2\x80\x8E\xE2\x80\x8F\xE2\x80\x90",
+         "\xE2\x80\x8D\\xE2\\x80\\x8E\\xE2\\x80\\x8F\xE2\x80\x90"},
+        {"\xE2\x80\xAA\xE2\x80\xAE\xE2\x80\xAF", "\\xE2\\x80\\xAA\\xE2\\x80\\xAE\xE2\x80\xAF"},
+        {"\xE2\x81\xA5\xE2\x81\xA6\xE2\x81\xA9\xE2\x81\xAA",
+         "\xE2\x81\xA5\\xE2\\x81\\xA6\\xE2\\x81\\xA9\xE2\x81\xAA"},
+        // Ill-formed: a lone byte, a cut character, an overlong line feed, a surrogate.
+        {"\x85\xE2\x80"sv, "\\x85\\xE2\\x80"},
+        {"\xE2\x80\n\xC0\x8A", "\\xE2\\x80\\x0A\\xC0\\x8A"},
+        {"\xED\xA0\x80", "\\xED\\xA0\\x80"},
+        {" ~\\ \xC3\xA4\xF0\x9F\x98\x80", " ~\\ \xC3\xA4\xF0\x9F\x98\x80"},
+    };
+    for (const auto& [value, shown] : kRows) {
+        LogText log;
+        log.LogDataSb("name", StringBuffer(value));
+        EXPECT_EQ(str(log.text()), "name: "s + shown + '\n');
+    }
     LogText log;
-    log.LogDataSb("name", StringBuffer("a\r\nb\0\x7F\xC3\xA4"sv));
-    EXPECT_EQ(log.text().view(), "name: a\\x0D\\x0Ab\\x00\\x7F\xC3\xA4\n");
+    const LogContextExitor context(log, "con\ntext");
+    log.LogError("err\xC2\x85or");
+    EXPECT_EQ(log.text().view(), "con\\x0Atext:\n  err\\xC2\\x85or\n");
 }
 
 TEST(Log, ContextsCloseWhenAnExceptionPasses) {

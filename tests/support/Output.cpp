@@ -1,8 +1,11 @@
 #include "support/Output.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <thread>
@@ -64,30 +67,39 @@ TEST_F(Output, KeepsTheFirstErrorAndStops) {
     EXPECT_EQ(toNothing.error(), EBADF);
 }
 
-// A pipe takes a little at a time, and a signal comes in between.
+// A write that has filled a pipe is cut short by a signal; one that finds it full is interrupted.
 TEST_F(Output, ContinuesAfterShortAndInterruptedWrites) {
-    struct sigaction action {};
-    action.sa_handler = [](int) {};
-    sigaction(SIGUSR1, &action, nullptr);  // without SA_RESTART
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
     const std::string sent = noise(1 << 20);
-    std::string received;
-    std::thread reader([&, writer = pthread_self()] {
-        char block[4096];
-        for (ssize_t n; (n = read(ends[0], block, sizeof block)) > 0;) {
-            received.append(block, static_cast<std::size_t>(n));
-            pthread_kill(writer, SIGUSR1);
-            if (received.size() == sent.size()) break;
-        }
-    });
-    std::FILE* const stream = fdopen(ends[1], "w");
-    FileOutput toDescriptor(ends[1]), toStream(stream);
-    for (std::size_t i = 0; i < sent.size(); i += 256)
-        ASSERT_TRUE(write(i < sent.size() / 2 ? toDescriptor : toStream,
-                          std::string_view(sent).substr(i, 256)));
-    reader.join();
-    close(ends[0]);
-    std::fclose(stream);
-    EXPECT_EQ(received, sent);
+    for (const bool asStream : {false, true}) {
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        std::FILE* const stream = fdopen(ends[1], "w");
+        struct sigaction action {
+        }, before{};
+        action.sa_handler = [](int) {};
+        sigaction(SIGUSR1, &action, &before);  // without SA_RESTART
+        std::atomic<bool> written = false;
+        std::string received;
+        std::thread reader([&, writer = pthread_self()] {
+            const int room = fcntl(ends[0], F_GETPIPE_SZ);
+            for (int held = 0; held < room && !written; std::this_thread::yield())
+                ioctl(ends[0], FIONREAD, &held);
+            char block[4096];
+            for (ssize_t n = 1; n > 0; received.append(block, static_cast<std::size_t>(n))) {
+                pthread_kill(writer, SIGUSR1);
+                std::this_thread::yield();
+                pthread_kill(writer, SIGUSR1);
+                n = std::max<ssize_t>(read(ends[0], block, sizeof block), 0);
+            }
+        });
+        FileOutput out = asStream ? FileOutput(stream) : FileOutput(ends[1]);
+        const bool ok = write(out, sent);
+        written = true;
+        std::fclose(stream);  // the reader comes to the end
+        reader.join();
+        sigaction(SIGUSR1, &before, nullptr);
+        close(ends[0]);
+        EXPECT_TRUE(ok) << asStream;
+        EXPECT_TRUE(received == sent) << asStream;
+    }
 }

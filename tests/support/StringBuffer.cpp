@@ -1,5 +1,7 @@
 #include "support/StringBuffer.h"
 
+#include "support/BufferAccess.h"
+
 #include "tests/TestSupport.h"
 
 TEST(StringBuffer, AppendsEveryKindOfPiece) {
@@ -121,8 +123,34 @@ TEST(StringBuffer, ReadsHexadecimalDigits) {
     DataBuffer out;
     EXPECT_TRUE(StringBuffer::hexStringToBinary2("00E9ff", 6, out));
     EXPECT_TRUE(StringBuffer::hexStringToBinary2("", 0, out));
+    EXPECT_TRUE(StringBuffer::hexStringToBinary2(nullptr, 4, out));
     EXPECT_EQ(str(out), "\0\xE9\xFF"s);
     for (const auto bad : {"00E"sv, "00G0"sv, "0 "sv, "\xB0\xB1"sv})
         EXPECT_FALSE(StringBuffer::hexStringToBinary2(bad.data(), size32(bad), out)) << bad;
     EXPECT_EQ(out.getSize(), 3u);
+}
+
+TEST(StringBuffer, IsWrittenInPlaceByThoseInside) {
+    using contentcoding::BufferAccess;
+    StringBuffer text("ab");
+    char* const room = BufferAccess::appendUninitialized(text, 100);
+    ASSERT_NE(room, nullptr);
+    EXPECT_EQ(text.getString()[102], '\0');
+    std::memcpy(room, "cd", 2);
+    BufferAccess::shrinkTo(text, 4);
+    EXPECT_STREQ(text.getString(), "abcd");
+
+    ASSERT_TRUE(BufferAccess::reserve(text, 200));
+    const std::span<char> spare = BufferAccess::spare(text);
+    EXPECT_EQ(spare.data(), text.getString() + 4);
+    EXPECT_EQ(spare.size(), BufferAccess::capacity(text) - 4);
+    std::fill(spare.begin(), spare.end(), 'e');
+    BufferAccess::setSize(text, 5);
+    EXPECT_STREQ(text.getString(), "abcde");
+    BufferAccess::setSize(text, BufferAccess::capacity(text));  // the terminator has its own place
+    EXPECT_EQ(text.getString()[text.getSize()], '\0');
+
+    StringBuffer empty;
+    EXPECT_TRUE(BufferAccess::spare(empty).empty());
+    EXPECT_EQ(BufferAccess::appendUninitialized(text, 0xFFFFFFFF), nullptr);
 }

@@ -173,3 +173,66 @@ TEST(ShortMemory, AFullBufferRefuses) {
     EXPECT_TRUE(ContentCoding::decodeEda("ZJ3", 3, bytes));
     EXPECT_EQ(bytes.getSize(), kFull);
 }
+
+// A copy that there is no memory for is empty; an assignment changes nothing.
+TEST(ShortMemory, AssignmentKeepsTheOldContents) {
+    const std::string longer(100, 'n');
+    StringBuffer text("old");
+    DataBuffer bytes({reinterpret_cast<const unsigned char*>("old"), 3});
+    const StringBuffer newText(longer);
+    const DataBuffer newBytes({reinterpret_cast<const unsigned char*>(longer.data()), 100});
+    failing = 0;
+    forGood = true;
+    text = newText;
+    bytes = newBytes;
+    const StringBuffer textCopy(newText);
+    const DataBuffer bytesCopy(newBytes);
+    failing = -1;
+    EXPECT_STREQ(text.getString(), "old");
+    EXPECT_EQ(str(bytes), "old");
+    EXPECT_EQ(textCopy.getSize() + bytesCopy.getSize(), 0u);
+    text = newText;
+    bytes = newBytes;
+    EXPECT_EQ(str(text), longer);
+    EXPECT_EQ(str(bytes), longer);
+}
+
+// A context that there is no memory for is missing, with those inside it; the one around it is not.
+TEST(ShortMemory, ALogLosesOneContext) {
+    const std::string name(100, 'n');
+    LogText log;
+    {
+        const LogContextExitor outer(log, "outer");
+        {
+            failing = 0;
+            forGood = true;
+            const LogContextExitor inner(log, name.c_str());
+            failing = -1;
+            { const LogContextExitor innermost(log, "innermost"); }
+            log.LogError("inside");
+        }
+        log.LogError("entry");
+    }
+    log.LogError("after");
+    EXPECT_EQ(log.text().view(), "outer:\n    inside\n  entry\nafter\n");
+}
+
+// An entry is there with its contexts, or they are all missing, whichever allocation fails.
+TEST(ShortMemory, ALogLosesAWholeEntry) {
+    const std::string name(100, 'n');
+    constexpr int kAllocations = 5;
+    for (int k = 0; k <= kAllocations; ++k) {
+        LogText log;
+        {
+            const LogContextExitor outer(log, "outer"), inner(log, "inner");
+            failing = k;
+            forGood = true;
+            log.LogError(name.c_str());
+            failing = -1;
+        }
+        log.LogError("after");
+        const bool lost = str(log.text()) == "after\n";
+        EXPECT_TRUE(lost || str(log.text()) == "outer:\n  inner:\n    " + name + "\nafter\n") << k;
+        EXPECT_TRUE(k == 0 ? lost : k < kAllocations || !lost) << k;
+    }
+}
