@@ -19,7 +19,8 @@
 //                nothing and is a success.
 //   destination  appended to, never cleared; what was appended before a failure stays. The
 //                input must not lie in it.
-//   returns      true for success, false if the destination refused bytes or memory was short
+//   returns      true for success, false if the destination refused bytes or memory was short. A
+//                buffer that would become too long for its size (DataBuffer.h) refuses bytes.
 //   arrays       a returned array belongs to the caller, who releases it with delete[]
 //   log          nothing is logged
 class [[gnu::visibility("default")]] ContentCoding {
@@ -30,7 +31,7 @@ public:
     ContentCoding& operator=(const ContentCoding&) = default;
     virtual ~ContentCoding();
 
-    // The number of encoded characters after which a wrapping encoder ends a line.
+    // The length of lines, in characters, for the encoders that wrap; each says how it counts.
     unsigned int m_lineLength = 76;
 
     // Whether qEncodeData2, and what uses it, escapes "," and ":" too.
@@ -56,7 +57,7 @@ public:
     //   lines    hold the smallest multiple of 4 characters that is at least m_lineLength. The
     //            text ends with one CRLF, never with an empty line.
     //   returns  false also, with nothing appended, if computeBase64Size() bytes cannot be
-    //            reserved, even for empty input; and if `out` would exceed 2^32 - 1 bytes
+    //            reserved, even for empty input; and if `out` would become too long
     bool encodeBase64(const void* data, unsigned int len, StringBuffer& out) const;
 
     // As encodeBase64, for text inside XML: every line but the last ends with "&#xD;" and CRLF, so
@@ -334,8 +335,7 @@ public:
     // input from others.
 
     // Appends the Base58 text of `len` bytes: a "1" for each leading zero byte, then the digits.
-    //   returns  false, with nothing appended, if memory is short or `out` would exceed 2^32 - 1
-    //            bytes
+    //   returns  false, with nothing appended, if memory is short or `out` would become too long
     static bool encodeBase58(const void* data, unsigned int len, StringBuffer& out, LogBase& log);
 
     // Decodes NUL-terminated Base58 text and appends the bytes: a zero byte for each leading "1",
@@ -403,9 +403,9 @@ public:
     //   log      "Failed to load ITIDA JSON (1)" if `json` is not such a document or memory is
     //            short while it is read; "Failed to load ITIDA JSON (2)" if that first element is
     //            not an object
-    //   returns  false, with `out` empty, in these cases, if memory is short, and if the form would
-    //            exceed 2^32 - 1 bytes. The form can be far longer than the document: its size is
-    //            at most proportional to the square of the document's.
+    //   returns  false, with `out` empty, in these cases, if memory is short, and if the form is
+    //            too long. It can be far longer than the document: its size may grow with the
+    //            square of the document's.
     static bool canonicalizeItida(const DataBuffer& json, DataBuffer& out, LogBase& log);
 };
 
