@@ -20,7 +20,7 @@
 //   destination  appended to, never cleared; what was appended before a failure stays. The
 //                input must not lie in it.
 //   returns      true for success, false if the destination refused bytes or memory was short. A
-//                buffer that would become too long for its size (DataBuffer.h) refuses bytes.
+//                buffer refuses bytes beyond its greatest length (support/DataBuffer.h).
 //   arrays       a returned array belongs to the caller, who releases it with delete[]
 //   log          nothing is logged
 class [[gnu::visibility("default")]] ContentCoding {
@@ -275,12 +275,11 @@ public:
     // Decode a header value, which must be unfolded. QB_Decode appends the bytes of its words and
     // of the text around them to `out`, whatever the charsets; QB_DecodeToUtf8 converts each word
     // to UTF-8 and replaces the value.
-    //   value    ends at its first NUL
+    //   value    ends at its first NUL; QB_Decode does not change it
     //   words    "=?" charset "?" letter "?" text "?=". "B" and "b" mean Base64, every other letter
     //            means Q.
-    //   around   spaces and tabs before, between or after words are dropped if there is no other
-    //            text beside them. Other text is kept; QB_Decode drops the spaces and tabs at its
-    //            start.
+    //   around   text before, between or after words is kept, but dropped if it is spaces and tabs
+    //            only. QB_Decode also drops spaces and tabs at the start of such text.
     //   broken   a "=?" that does not begin a complete word ends the value: it and the rest are
     //            dropped
     //   charsets "8bit" means utf-8. Words in utf-8 or in an unknown charset are not converted but
@@ -395,9 +394,9 @@ public:
     //   names    in upper case as by XString::toUpperCase, not escaped. The name of an array stands
     //            once for the array and again before each element; elements of an array that is
     //            itself an element have no name.
-    //   values   strings without JSON's escapes, but with a backslash before each backslash and
-    //            double quote; numbers as the document writes them; true, false and null. An empty
-    //            object or array has no value.
+    //   values   strings without JSON's escapes, up to their first U+0000, but with a backslash
+    //            before each backslash and double quote; numbers as the document writes them; true,
+    //            false and null. An empty object or array has no value.
     //   option   if m_options of `log` contains "ItidaCanonFirstDoc", in any case, and the document
     //            has a member "documents", the form is that of its first element
     //   log      "Failed to load ITIDA JSON (1)" if `json` is not such a document or memory is
