@@ -9,8 +9,7 @@ using namespace bench;
 constexpr std::size_t kLineChars = 76;
 constexpr std::size_t kLineBytes = kLineChars / 4 * 3;
 
-// Text of `size` characters, in whole groups, and with CRLF in whole lines if there is room for
-// one.
+// Text of `size` characters at most: whole quanta or, with CRLF, whole lines if one fits.
 std::string unwrapped(std::size_t size) {
     StringBuffer text;
     // A text that is missing ends the run: nothing comes out of it.
@@ -29,7 +28,7 @@ std::string wrapped(std::size_t size) {
     return std::string(text.view());
 }
 
-// One character in a hundred, on the average, is no digit; the one in the middle always is not.
+// On average one character in a hundred is not a digit; the middle one never is.
 std::string withJunk(std::size_t size) {
     constexpr std::string_view kJunk = "!\"#$%&'(),. ~\t";
     Noise random;

@@ -22,7 +22,7 @@ constexpr std::size_t kCacheLine = 64;
     std::exit(1);
 }
 
-// A copy of an input, NUL-terminated, which can be put at a distance from a destination.
+// A NUL-terminated copy of an input, which can be placed at a distance from a destination.
 class PlacedInput {
 public:
     explicit PlacedInput(std::string_view input)
@@ -30,9 +30,9 @@ public:
         placeFor(nullptr);
     }
 
-    // Half a page away from the destination, counted modulo a page. Where a destination lies a few
-    // bytes behind its source, each load waits for the store before it, because the processor
-    // compares no more of the addresses; memcpy collapses at 16 bytes.
+    // Half a page away from the destination, modulo a page. If a destination is a few bytes after
+    // its source modulo a page, each load waits for the store before it, because the processor
+    // compares no more of the addresses than that; at 16 bytes memcpy becomes very slow.
     void placeFor(const char* destination) {
         const auto page = (reinterpret_cast<std::uintptr_t>(m_room.get()) + kPage - 1) & -kPage;
         const auto offset = reinterpret_cast<std::uintptr_t>(destination) % kPage & -kCacheLine;
@@ -98,8 +98,8 @@ std::vector<PeerWork*> peersOf(const Workload& workload) {
     return found;
 }
 
-// The filter, which the benchmark library knows too: a regular expression, after a "-" what is to
-// be left out. A row is selected by its own name or by that of any contender, and then runs whole.
+// The filter, as in the benchmark library: a regular expression; after a "-", one for what to leave
+// out. A row is selected by its own name or by that of any contender, and then runs as a whole.
 class Filter {
 public:
     explicit Filter(std::string pattern)
@@ -126,7 +126,7 @@ std::string enter(const std::string& name, std::shared_ptr<Entrant> entrant) {
     return name;
 }
 
-// The row's copy of `size` bytes, which it shares with other rows of that size.
+// The copy of `size` bytes that a row is compared with; rows of that size share it.
 std::string enterCopy(std::size_t size) {
     static std::map<std::size_t, std::string> entered;
     std::string& name = entered[size];

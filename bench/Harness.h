@@ -12,12 +12,12 @@
 
 #include "codec/ContentCoding.h"
 
-// One row of the table is a workload at one size: ours, its peers and a copy of as many bytes,
-// which take turns on the same input.
+// One row of the table is a workload at one size: our code, its peers and a copy of as many bytes
+// take turns on the same input.
 //
-// A work is what takes turns: a callable that takes the input, a NUL stands behind it, and returns
-// a view of what it wrote. It keeps its destination from call to call, because fresh pages cost
-// more than any codec. Every row has a copy of its own of each work.
+// Each of these is a work: a callable that takes the input, which a NUL follows, and returns a view
+// of what it wrote. It keeps its destination from call to call, because fresh pages cost more than
+// any codec. Every row has its own copy of each work.
 
 namespace bench {
 
@@ -31,8 +31,8 @@ inline const unsigned char* bytes(std::string_view text) {
     return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-// What a row's input is made from: the size that the row is named after. The input may be a few
-// bytes smaller, where whole lines or groups demand it.
+// Makes a row's input from the size that the row is named after. The input may be a few bytes
+// smaller, where whole lines or groups require it.
 using MakeInput = std::function<std::string(std::size_t size)>;
 
 struct Workload {
@@ -42,7 +42,7 @@ struct Workload {
     std::vector<std::size_t> sizes = {64, 1024, 65536, 1048576};
 };
 
-// Whether a peer did the same work as we did, as its output shows.
+// Whether the outputs show that a peer did the same work as our code.
 using SameWork = bool (*)(std::string_view ours, std::string_view theirs);
 
 bool equal(std::string_view ours, std::string_view theirs);
@@ -50,13 +50,13 @@ bool equalButForLineBreaks(std::string_view ours, std::string_view theirs);
 bool notComparable(std::string_view ours, std::string_view theirs);
 
 struct Peer {
-    const char* name;  // with what it does otherwise than we do
+    const char* name;  // and what it does differently
     const char* family;
     std::string workload;
     SameWork same = equal;
 };
 
-// A work whose type is forgotten, and with it the cost of an indirect call in each turn.
+// A work with its type erased, which costs an indirect call in each turn.
 class Contender {
 public:
     Contender() = default;
@@ -105,7 +105,7 @@ void theirs(Peer peer, Work work) {
     addPeer(std::move(peer), contender(std::move(work)));
 }
 
-// Adds workloads or peers before main looks at them: one at namespace scope in each source.
+// Adds workloads or peers before main() uses them: one at namespace scope in each source.
 class Source {
 public:
     explicit Source(void (*add)()) noexcept : m_add(add), m_next(s_last) { s_last = this; }
@@ -149,8 +149,8 @@ inline std::size_t asMuch(std::size_t n) { return n + 16; }
 inline std::size_t twice(std::size_t n) { return 2 * n + 128; }
 inline std::size_t fourTimes(std::size_t n) { return 4 * n + 128; }
 
-// Runs the rows that the benchmark filter selects, after every peer was seen to do the same work,
-// and prints the table.
+// Checks that every peer does the same work, runs the rows that the benchmark filter selects, and
+// prints the table.
 int run();
 
 }  // namespace bench

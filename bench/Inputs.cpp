@@ -15,7 +15,7 @@ constexpr std::string_view kCyrillic[] = {
     "письмо",     "купца", "который", "пришёл",    "в",     "гавань", "с",     "двенадцатью",
     "кораблями,", "и",     "ждал",    "попутного", "ветра", "до",     "весны."};
 
-// Words, in turns from each list, in lines of up to `kLineLength` bytes.
+// Words from each list in turn, in lines of up to `kLineLength` bytes.
 std::string prose(std::size_t n, std::span<const std::span<const std::string_view>> lists) {
     constexpr std::size_t kLineLength = 72;
     Noise random;
@@ -25,7 +25,7 @@ std::string prose(std::size_t n, std::span<const std::span<const std::string_vie
         const auto list = lists[i % lists.size()];
         const std::string_view word = list[random.below(static_cast<unsigned int>(list.size()))];
         if (text.size() - lineStart + word.size() > kLineLength) {
-            text.back() = '\r';  // in place of the blank
+            text.back() = '\r';  // instead of the space
             text += '\n';
             lineStart = text.size();
         }

@@ -27,7 +27,7 @@ std::string line(Noise& random) {
            price + R"(,"subType":"V009","rate":14.00}],"internalCode":null})";
 }
 
-// As many invoice lines as there is room for, one at least.
+// As many invoice lines as there is room for, at least one.
 std::string invoice(std::size_t size) {
     Noise random;
     std::string json = '{' + party("issuer", "113317713", "شركة الاختبار") + ',' +

@@ -6,15 +6,15 @@
 #include "bench/Harness.h"
 #include "codec/kernels/Kernels.h"
 
-// CONTENTCODING_KERNEL=portable and the like has the kernels of that name measured. The options of
-// Google Benchmark are taken; --benchmark_filter selects rows by names such as
+// CONTENTCODING_KERNEL=portable, for example, measures the kernels of that name. The program takes
+// the options of Google Benchmark; --benchmark_filter selects rows by names such as
 // "Base64/decode/64K".
 int main(int argc, char** argv) {
-    // What is given back is handed out again, so that no coder pays for fresh pages.
+    // Memory that is freed is used again, so that no coder pays for fresh pages.
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
 
-    // In front of the caller's own, which prevail.
+    // Before the caller's own options, which take precedence.
     char interleaved[] = "--benchmark_enable_random_interleaving=true";
     char repetitions[] = "--benchmark_repetitions=9";
     char seconds[] = "--benchmark_min_time=0.02";

@@ -58,8 +58,8 @@ bool cutsCharacter(std::string_view text, std::size_t n) {
     return n < text.size() && (static_cast<unsigned char>(text[n]) & 0xC0) == 0x80;
 }
 
-// Five words of 30 bytes or little less, as they come out of folded lines that were joined. None is
-// padded: some decoders take the words of one charset for a single Base64 text.
+// Five words of 30 bytes or slightly less, as in folded lines that were joined. None is padded,
+// because some decoders read the words of one charset as a single Base64 text.
 std::string joinedBWords(const Charset& charset) {
     const auto padded = [&charset](std::string_view piece) {
         return converted(piece, charset.codePage).getSize() % 3 != 0;
@@ -87,7 +87,7 @@ void decode(const std::string& name, std::string value) {
          }));
 }
 
-// The first bytes of a text, of whole characters, without a blank at the end.
+// The first bytes of a text: whole characters, without a space at the end.
 std::string start(std::string_view text, std::size_t n) {
     while (cutsCharacter(text, n) || text[n - 1] == ' ')
         --n;

@@ -1,4 +1,4 @@
-// Everything that escapes: quoted-printable, its DKIM form, and the text of Q words.
+// The formats with escapes: quoted-printable, its DKIM form, and the text of Q words.
 #include "bench/Harness.h"
 #include "bench/Inputs.h"
 
@@ -6,7 +6,7 @@ namespace {
 
 using namespace bench;
 
-// An array, handed over by a conversion, which lives until the next one.
+// An array that a conversion handed over; released by the next one.
 template <class Convert>
 auto toNewArray(Convert convert) {
     using Array =
@@ -18,7 +18,7 @@ auto toNewArray(Convert convert) {
     };
 }
 
-// What an encoder makes of `prose`, as far as there is room.
+// The encoder's text for `prose`, as much as there is room for.
 template <class Work>
 MakeInput encoded(const Prose& prose, Work work) {
     return [prose, work](std::size_t size) mutable {

@@ -6,7 +6,7 @@ namespace {
 
 using namespace bench;
 
-// The two directions of a format; text of a size is made from `bytes` of `chars` as many bytes.
+// Both directions of a format that writes `chars` characters for `bytes` bytes.
 template <class Encode, class Decode>
 void bothWays(const std::string& format, std::size_t bytes, std::size_t chars, Encode encode,
               Decode decode) {
@@ -19,8 +19,8 @@ void bothWays(const std::string& format, std::size_t bytes, std::size_t chars, E
          toBytes(decode));
 }
 
-// Time grows with the square of the length, so the sizes are others; those of the text are what
-// it encodes.
+// Time grows with the square of the length, so the sizes differ from those of the others. The size
+// of a text is that of the bytes it encodes.
 void base58() {
     const std::vector<std::size_t> sizes = {25, 32, 256, 1024, 16384};
     auto encoder = toText([log = LogNull()](std::string_view in, StringBuffer& out) mutable {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kKilo = 1024;
 
-// Three digits that count, down to a millionth.
+// Three significant digits, down to a millionth.
 std::string figure(double value) {
     int decimals = 0;
     for (double limit = 100; decimals < 6 && value < limit; limit /= 10)
@@ -22,7 +22,7 @@ std::string figure(double value) {
     return text;
 }
 
-// Of small inputs the time of a call counts, of others how much passes in a time.
+// For small inputs the time of a call, for others the bytes per second.
 std::string speed(double seconds, const Row& row) {
     return row.size < kKilo ? figure(seconds * 1e9) + " ns"
                             : figure(static_cast<double>(row.bytes) / seconds / 1e9) + " GB/s";
@@ -48,9 +48,9 @@ void printHead() {
     std::printf("Compiler: %s\n\n", compiler());
     std::printf("Kernels: %s\n\n", contentcoding::kernels().name);
     std::printf(
-        "Medians over the repetitions, and the best of them; ratios of medians, and of bests. "
-        "Above "
-        "1 in the last columns means that we are faster.\n\n");
+        "Each row has the median and the best of the repetitions, and the ratios of medians and of "
+        "bests. Ratios above 1 in the\ncolumns \"To peer\" and \"Bests\" after it mean that we are "
+        "faster.\n\n");
 }
 
 void printCells(const Row& row) {
@@ -89,7 +89,7 @@ const Row::Rival* Report::bestPeerOf(const Row& row) const {
 }
 
 void Report::print(const std::vector<Row>& rows) const {
-    if (m_seconds.empty()) return;  // they were to be listed only
+    if (m_seconds.empty()) return;  // rows were only listed
     printHead();
     std::puts(
         "| Family | Workload | Size | Median | Best | To memcpy | Bests | To peer | Bests | Best "
@@ -98,7 +98,7 @@ void Report::print(const std::vector<Row>& rows) const {
     std::puts("|---|---|--:|--:|--:|--:|--:|--:|--:|---|");
     for (const Row& row : rows) {
         const Times ours = timesOf(row.ours);
-        // A copy is as long as the row is called, its input maybe a little shorter.
+        // The copy has the size in the row's name; the input may be slightly shorter.
         const double part = static_cast<double>(row.bytes) / static_cast<double>(row.size);
         const Times copy = timesOf(row.copy);
         printCells(row);

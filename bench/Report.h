@@ -9,7 +9,7 @@
 
 namespace bench {
 
-// What a row compares: the names are those that its benchmarks were registered with.
+// What a row compares. The names are those under which its benchmarks were registered.
 struct Row {
     struct Rival {
         std::string name;
@@ -18,7 +18,7 @@ struct Row {
 
     std::string family;
     std::string workload;
-    std::size_t size;   // what it is called
+    std::size_t size;   // in its name
     std::size_t bytes;  // of the input
     std::string ours;
     std::string copy;
@@ -28,7 +28,7 @@ struct Row {
 // "64", "1K", "64K", "1M".
 std::string sizeName(std::size_t bytes);
 
-// Keeps the time of every repetition and prints it as two Markdown tables: ours, and the peers'.
+// Keeps the times of all repetitions and prints two Markdown tables: ours, and the peers'.
 class Report final : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(const Context&) override { return true; }
@@ -45,7 +45,7 @@ private:
     Times timesOf(const std::string& benchmark) const;
     const Row::Rival* bestPeerOf(const Row& row) const;
 
-    std::map<std::string, std::vector<double>> m_seconds;  // a call, of each repetition
+    std::map<std::string, std::vector<double>> m_seconds;  // per call, for each repetition
 };
 
 }  // namespace bench

@@ -1,5 +1,5 @@
-// Writes the body of a MIME part to standard output, in Base64, without holding it in memory, and
-// reads a text back.
+// Writes the body of a MIME part to standard output in Base64, without holding the encoded text in
+// memory, and decodes a short text.
 #include <cstdio>
 #include <string>
 

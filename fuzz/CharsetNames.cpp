@@ -1,5 +1,5 @@
-// No charset name makes its look-up read or write out of bounds, and the names that are valid are
-// those that can be converted from.
+// No charset name makes its look-up read or write out of bounds, and exactly the valid names can be
+// converted from.
 #include "fuzz/Input.h"
 #include "support/Charset.h"
 

@@ -1,5 +1,5 @@
-// No text and no table makes a Base64 decoder or scanner read or write out of bounds, all decoders
-// give the same bytes, and never more than the digits can make.
+// No text and no table makes a Base64 decoder or scanner read or write out of bounds. All decoders
+// give the same bytes, and not more than the digits can encode.
 #include <array>
 
 #include "codec/Base64.h"
@@ -7,7 +7,7 @@
 
 namespace {
 
-// The table of the standard alphabet, of the URL-safe one, or any.
+// The table of the standard alphabet, that of the URL-safe one, or an arbitrary one.
 std::array<unsigned char, 80> drawTable(Input& input) {
     std::array<unsigned char, 80> table = _base64DecodeTable;
     const unsigned int choice = input.byte() % 3;
@@ -54,7 +54,7 @@ void scan(const HeapCopy& text) {
     ContentCoding codec;
     LogNull log;
     const bool is = codec.isBase64(text.chars(), text.size(), log);
-    // The weaker test passes what the stronger one does.
+    // The weaker test accepts whatever the stronger one does.
     expect(!is || codec.validateBase64(text.chars(), text.size()));
 
     StringBuffer wide;

@@ -1,10 +1,10 @@
 // No header value makes a decoder of MIME words or parameter values read or write out of bounds,
-// and the result is bounded by the value.
+// and the size of the result is bounded by that of the value.
 #include "fuzz/Input.h"
 
 namespace {
 
-// A byte becomes four units of UTF-16 at most, and each of these three bytes of UTF-8.
+// A byte becomes at most four units of UTF-16, and each of these at most three bytes of UTF-8.
 constexpr std::size_t kMostBytes = 12;
 
 void decodeQ(std::string_view text) {

@@ -1,5 +1,5 @@
 // No text makes a decoder of quoted-printable or of its DKIM form read or write out of bounds, and
-// the result is bounded by the text.
+// the size of the result is bounded by that of the text.
 #include "fuzz/Input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     DataBuffer bytes;
     const bool isText = text.size() > 0 && text.chars()[0] != '\0';
     expect(codec.decodeQuotedPrintable(text.chars(), text.size(), bytes) == isText);
-    // A line feed alone becomes two bytes; nothing else grows.
+    // A lone LF becomes two bytes; nothing else grows.
     expect(bytes.getSize() <= 2 * text.view().size());
 
     bytes.clear();

@@ -1,5 +1,5 @@
 // No text makes a decoder of Base32, Base58, Ascii85, EDA or hexadecimal digits read or write out
-// of bounds, and the result is never longer than the digits can make it.
+// of bounds, and the result is not longer than the digits can encode.
 #include "fuzz/Input.h"
 
 namespace {

@@ -1,5 +1,5 @@
-// A header value in any charset that is folded into words is lines of one whole word each, none too
-// long; a piece that cannot be converted leaves its line empty.
+// A folded header value, in any charset, has one whole word on each line, of bounded length. A
+// piece that cannot be converted leaves its line empty.
 #include <string_view>
 
 #include "fuzz/Input.h"
@@ -7,8 +7,8 @@
 
 namespace {
 
-// A piece of 72 characters may be 72 times a shift there, 4 bytes and a shift back, in Base64; one
-// of 50 units the same, escaped. Names are short.
+// A piece of 72 characters may be, 72 times, a shift, 4 bytes and a shift back, in Base64; one of
+// 50 units the same, escaped. Names are short.
 constexpr std::size_t kLongestLine = 2000;
 
 void expectWords(std::string_view value, std::string_view start) {
@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
                                      charset.name, b, log));
     start.shorten(2);
     expect(start.append("B?"));
-    // A plain value is left alone.
+    // A plain value stays as it is.
     if (b.view() != value.view()) expectWords(b.view(), start.view());
     return 0;
 }

@@ -7,14 +7,15 @@
 
 #include "codec/ContentCoding.h"
 
-// What the fuzz targets share: an input that is drawn from, and the check of a property.
+// Shared by the fuzz targets: an input to draw values from, and the check of a property.
 
-// Stops the run, which then keeps the input, when the property does not hold.
+// Ends the run if the property does not hold; the engine then keeps the input.
 inline void expect(bool holds) {
     if (!holds) std::abort();
 }
 
-// Text on the heap, so that a sanitizer sees a read past its end: with a NUL behind it, or exactly.
+// Text on the heap, so that a sanitizer sees a read past its end: of its exact size, or with a NUL
+// after it.
 class HeapCopy {
 public:
     enum Ending { kExact, kTerminated };
@@ -35,7 +36,7 @@ private:
     std::size_t m_size;
 };
 
-// Draws from the front of the input, of which nothing but zeros follows the end.
+// Draws from the front of the input. After its end it gives zeros.
 class Input {
 public:
     Input(const unsigned char* data, std::size_t size)
@@ -51,17 +52,17 @@ public:
         return high << 8 | byte();
     }
 
-    // The next `n` bytes, or those that there are.
+    // The next `n` bytes, or as many as there are.
     std::string_view text(std::size_t n) {
         const std::string_view drawn = m_left.substr(0, n);
         m_left.remove_prefix(drawn.size());
         return drawn;
     }
 
-    // A text that a byte before it tells the length of.
+    // A text whose length is in the byte before it.
     std::string_view shortText() { return text(byte()); }
 
-    // All that is left, or at most `longest` bytes of it.
+    // Everything left, or at most `longest` bytes of it.
     HeapCopy rest(HeapCopy::Ending ending = HeapCopy::kExact,
                   std::size_t longest = std::string_view::npos) {
         return {text(longest), ending};

@@ -1,5 +1,5 @@
-// Every kernel that the processor can run gives what the portable one gives, wherever its input
-// lies, and stays within its room. What a contract leaves open is not compared.
+// Every kernel that the processor can run gives the same result as the portable one, wherever its
+// input lies, and stays within its room. What the contract leaves open is not compared.
 #include <algorithm>
 #include <string>
 
@@ -18,7 +18,7 @@ using contentcoding::Kernels;
 using contentcoding::Transfer;
 using contentcoding::UnescapeRules;
 
-// Bytes at an offset of its own in memory that ends where they do.
+// Bytes at a chosen offset in memory that ends where they do.
 class Placed {
 public:
     Placed(std::string_view text, std::size_t offset)
@@ -34,7 +34,7 @@ private:
     std::size_t m_offset;
 };
 
-// Room of exactly so many bytes.
+// Room for exactly `size` bytes.
 class Room {
 public:
     explicit Room(std::size_t n) : m_bytes(new char[n]) {}
@@ -51,7 +51,7 @@ bool hasBit(std::string_view bits, unsigned int b) {
     return b / 8 < bits.size() && (static_cast<unsigned char>(bits[b / 8]) >> b % 8 & 1) != 0;
 }
 
-// A class that is drawn byte by byte; that of printable ASCII where nothing is.
+// A class drawn byte by byte; printable ASCII if nothing is drawn.
 ByteClass drawClass(Input& input) {
     if (!input.flag())
         return contentcoding::byteClass(
@@ -238,7 +238,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         const auto compare = kComparisons[input.byte() % std::size(kComparisons)];
         const std::size_t offset = input.byte() % 64;
         Input settings = input;
-        // Where the settings are drawn from, the bytes start too.
+        // The bytes start where the settings are drawn from.
         Placed bytes(input.rest().view(), offset);
         compare(**kernels, **portable, settings, bytes);
     }

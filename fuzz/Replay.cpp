@@ -1,4 +1,4 @@
-// Runs a fuzz target once over each file that is named, where there is no fuzzing engine.
+// Runs a fuzz target once on each file named, in builds without a fuzzing engine.
 #include <cstdio>
 #include <fstream>
 #include <iterator>

@@ -1,4 +1,4 @@
-// Encoding to Base64, in lines of any length and in any alphabet, and decoding, gives the input
+// Encoding to Base64, in lines of any length and with any alphabet, and decoding gives the input
 // back.
 #include <string>
 
@@ -16,7 +16,7 @@ void expectDecodes(std::string_view text, const unsigned char* table, std::strin
     expect(decoded.view(n) == bytes);
 }
 
-// Digits that are drawn: a caller's table covers "+" to "z", without "=" and ".".
+// Random digits: a caller's table covers "+" to "z", without "=" and ".".
 void withDrawnAlphabet(Input& input, const HeapCopy& bytes) {
     std::string digits;
     for (char c = '+'; c <= 'z'; ++c) {

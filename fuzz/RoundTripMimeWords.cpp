@@ -1,4 +1,4 @@
-// Encoding to MIME words, folded or not, and decoding the unfolded value, gives the input back.
+// Encoding to MIME words, folded or not, and decoding the unfolded value gives the input back.
 #include <algorithm>
 #include <string>
 
@@ -37,13 +37,13 @@ void roundTripWord(const ContentCoding& codec, const HeapCopy& bytes, const char
     expect(codec.qEncodeData2(bytes.bytes(), bytes.size(), charset, q));
     expectDecodes(b, bytes.view());
     expectDecodes(q, bytes.view());
-    // What may be a word already is left alone: it stands for something else.
+    // What may already be a word is not encoded, so it decodes to something else.
     expect(codec.qbEncodeData(bytes.bytes(), bytes.size(), charset, either));
     if (either.view() == bytes.view()) return;
     expect(either.view() == b.view() || either.view() == q.view());
 }
 
-// The value after its way to UTF-16 and back, which folding takes it: what is no UTF-8 is replaced.
+// The value after conversion to UTF-16 and back, as in folding: invalid UTF-8 is replaced.
 DataBuffer repaired(const HeapCopy& value) {
     EncodingConvert converter;
     DataBuffer wide, back;
@@ -59,7 +59,7 @@ std::string unfolded(std::string_view words) {
     return value;
 }
 
-// A value with a character that is not ASCII is encoded always.
+// A value with a character outside ASCII is always encoded.
 void roundTripField(const ContentCoding& codec, const HeapCopy& value, bool fold) {
     StringBuffer b, q;
     LogNull log;

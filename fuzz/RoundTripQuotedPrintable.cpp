@@ -1,6 +1,6 @@
-// Encoding to quoted-printable, or to its DKIM form, in lines of any length, and decoding, gives
-// the input back. No line is too long, ends with a blank, or starts with what mail software takes
-// for its own.
+// Encoding to quoted-printable or to its DKIM form, in lines of any length, and decoding gives the
+// input back. No line is too long, ends with a space or tab, or starts with text that has a meaning
+// of its own for mail software.
 #include <algorithm>
 #include <string>
 
@@ -29,7 +29,7 @@ void roundTrip(const ContentCoding& codec, const HeapCopy& bytes) {
     const Returned array(codec.encodeQuotedPrintable(bytes.bytes(), bytes.size(), &n));
     expect(array.view(n) == text.view());
 
-    // The decoder takes this byte and these letters in one line for an escape that is longer.
+    // The decoder reads this byte and these letters, if on one line, as a longer escape.
     if (bytes.size() == 0 || bytes.view().find("\xFF"
                                                "FFFF") != std::string_view::npos)
         return;
@@ -39,7 +39,7 @@ void roundTrip(const ContentCoding& codec, const HeapCopy& bytes) {
     expect(viewOf(back) == bytes.view());
 }
 
-// The decoder keeps the "=" of a soft line break, so these are taken out before.
+// The decoder keeps the "=" of a soft line break, so soft line breaks are removed first.
 void roundTripDkim(const ContentCoding& codec, const HeapCopy& bytes) {
     StringBuffer text;
     expect(codec.encodeDkimQuotedPrintable(bytes.bytes(), bytes.size(), text));

@@ -1,4 +1,4 @@
-// Encoding to Base32, Base58, Ascii85 or EDA, and decoding, gives the input back.
+// Encoding to Base32, Base58, Ascii85 or EDA and decoding gives the input back.
 #include "fuzz/Input.h"
 
 namespace {

@@ -1,5 +1,5 @@
-// A sink that refuses a block has seen exactly the blocks before it, and that one, and the
-// operation is false.
+// A sink that refuses a block has seen exactly the blocks up to that one, and the operation returns
+// false.
 #include <string>
 #include <vector>
 
@@ -11,7 +11,7 @@ using Blocks = std::vector<std::string>;
 using Encode = bool (ContentCoding::*)(const void*, unsigned int, _zqOutput&, _zqIoParams&,
                                        LogBase&) const;
 
-// The blocks that a sink has seen, of which the one after `taken` was refused.
+// The blocks that a sink has seen; the one after `taken` blocks was refused.
 Blocks encodeInto(const ContentCoding& codec, Encode encode, const HeapCopy& bytes,
                   std::size_t taken, bool& result) {
     Blocks seen;

@@ -1,5 +1,5 @@
-// What an encoder writes to a sink is what it appends to a buffer. Base64 whose last line is full
-// has an empty line more in a sink.
+// An encoder writes the same text to a sink as it appends to a buffer, except that a sink gets an
+// empty line after Base64 whose last line is full.
 #include <algorithm>
 #include <string>
 

@@ -1,5 +1,5 @@
-// A megabyte of any text, repeated, is read or written in a time that grows with its length: well
-// within the limit for a run.
+// Reading or writing a megabyte of any repeated text takes time that grows with its length, so it
+// stays well within the limit for a run.
 #include <string>
 
 #include "fuzz/Input.h"

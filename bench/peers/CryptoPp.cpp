@@ -22,7 +22,7 @@ const int* valuesOf(const char* alphabet, unsigned int bits) {
     return values;
 }
 
-// A coder is set up once; `make` says how.
+// A coder is set up once, by `make`.
 template <class Make>
 auto coder(Make make) {
     return [make, filter = std::shared_ptr<CryptoPP::Filter>(),
@@ -30,7 +30,7 @@ auto coder(Make make) {
         if (!filter) filter = make();
         out.resize(twice(in.size()));
         auto* const sink = new CryptoPP::ArraySink(out.data(), out.size());
-        filter->Detach(sink);  // takes it over
+        filter->Detach(sink);  // takes ownership
         filter->Put2(asBytes(in.data()), in.size(), -1, true);
         return text(out.data(), static_cast<std::size_t>(sink->TotalPutLength()));
     };

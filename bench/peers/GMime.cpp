@@ -17,7 +17,7 @@ auto coder(Start start, GMimeContentEncoding encoding) {
     });
 }
 
-// A text that is handed over, and released before the next one.
+// A text that was handed over; released before the next one.
 template <class Convert>
 auto toNewText(Convert convert) {
     return [convert, out = std::shared_ptr<char>()](std::string_view in) mutable {
@@ -26,7 +26,7 @@ auto toNewText(Convert convert) {
     };
 }
 
-// Line breaks and escapes are chosen otherwise, and say the same.
+// The peer chooses other line breaks and escapes, which mean the same.
 bool decodedEqual(std::string_view ours, std::string_view theirs) {
     const auto decode = toBytes([](std::string_view in, DataBuffer& out) {
         return ContentCoding().decodeQuotedPrintable(in.data(), size32(in), out);
@@ -36,7 +36,7 @@ bool decodedEqual(std::string_view ours, std::string_view theirs) {
     return decodeOurs(ours) == decodeTheirs(theirs);
 }
 
-// So are words, and where they end.
+// It also chooses other words and other places to end them.
 bool sameHeader(std::string_view ours, std::string_view theirs) {
     const auto decoded = [](std::string_view header) {
         LogNull log;

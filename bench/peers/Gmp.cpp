@@ -8,7 +8,7 @@ namespace {
 
 using namespace bench;
 
-// Both alphabets are in the order of ASCII.
+// Both alphabets are in ASCII order.
 constexpr std::string_view kOurs = "123456789ABCDEFGHJKLMNPQRSTUVWXYZabcdefghijkmnopqrstuvwxyz";
 constexpr std::string_view kTheirs = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuv";
 
@@ -23,7 +23,7 @@ bool equalDigits(std::string_view ours, std::string_view theirs) {
     return inTheirs(ours) == theirs;
 }
 
-// The number alone: no leading zero bytes, and digits of another alphabet.
+// Only the number: without leading zero bytes, and with digits of another alphabet.
 void add() {
     theirs({"GMP (own digits)", "Radix", "base58-encode", equalDigits},
            toArray(twice, [number = mpz_class()](std::string_view in, char* out) mutable {

@@ -8,7 +8,7 @@ using namespace bench;
 
 int sizeOf(std::string_view in) { return static_cast<int>(in.size()); }
 
-// Coders with a state of their own, which is set up for every call.
+// Coders with a state, which is set up for every call.
 template <class Fill>
 std::size_t withContext(unsigned char* out, Fill fill) {
     static EVP_ENCODE_CTX* const context = EVP_ENCODE_CTX_new();
