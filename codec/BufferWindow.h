@@ -22,6 +22,8 @@ public:
     ~BufferWindow() { BufferAccess::terminate(m_out); }
 
     bool expect(std::uint64_t all) override {
+        // What lies in the buffer's memory would be lost when that grows.
+        if (isDirect() && held() > 0) (void)handOver(held());
         m_hasAll = all <= ByteStorage::kMaxSize && handOverDue() &&
                    BufferAccess::reserve(m_out, static_cast<unsigned int>(all));
         if (m_hasAll) openDirect();

@@ -5,21 +5,29 @@
 #include <limits>
 #include <string_view>
 
+#include "codec/Ascii85.h"
+#include "codec/Base58.h"
 #include "codec/Base64.h"
 #include "codec/BufferWindow.h"
 #include "codec/Bytes.h"
 #include "codec/QuotedPrintable.h"
 #include "codec/Window.h"
+#include "contentcoding/base32.hpp"
 #include "contentcoding/dkim.hpp"
+#include "contentcoding/eda.hpp"
 
 // The methods of the class: adaptors over the coders, which choose where a coder writes, and say
 // in the class's way what came of it.
 
 namespace {
 
+namespace ascii85 = contentcoding::ascii85;
+namespace base32 = contentcoding::base32;
+namespace base58 = contentcoding::base58;
 namespace base64 = contentcoding::base64;
 namespace dkim = contentcoding::dkim;
 namespace quoted_printable = contentcoding::quoted_printable;
+namespace eda = contentcoding::eda;
 
 using contentcoding::Blocks;
 using contentcoding::BlockWindow;
@@ -151,6 +159,26 @@ bool appendEscaped(Encoder encoder, const void* data, unsigned int len, StringBu
 
 const unsigned char* bytesOf(const char* text) {
     return reinterpret_cast<const unsigned char*>(text);
+}
+
+// ---- Other radices ----
+
+// A block is handed over when more than so many characters or bytes are held.
+constexpr std::size_t kBase32FlushChars = 390;
+constexpr std::size_t kBase32FlushBytes = 394;
+constexpr std::size_t kAscii85Flush = 255;
+constexpr std::size_t kEdaFlush = 250;
+constexpr std::size_t kEdaGroupChars = 3;
+constexpr std::size_t kEdaGroupBytes = 2;
+
+void logFault(const ascii85::Decoder::Overflow& overflow, LogBase& log) {
+    if (overflow.isShort)
+        log.LogError(overflow.inFourDigits
+                         ? "Invalid ascii85 input in final chunk: integer overflow."
+                         : "Invalid ascii85 input in final chunk: integer overflow..");
+    else
+        log.LogError(overflow.inFourDigits ? "Invalid ascii85 input: integer overflow."
+                                           : "Invalid ascii85 input: integer overflow..");
 }
 
 }  // namespace
@@ -326,4 +354,93 @@ bool ContentCoding::decodeDkimQuotedPrintable(const char* text, unsigned int len
     BufferWindow<DataBuffer, kQpBlock> window(out, Blocks::of(kQpBlock));
     dkim::Decoder decoder(dkim::Decoder::Legacy{});
     return decoder.write({text, len}, window) && decoder.end(window) && window.finish();
+}
+
+unsigned int ContentCoding::computeBase32Size(unsigned int n) { return (n + 4) / 5 * 8; }
+
+bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int len,
+                                        StringBuffer& out) {
+    const Bytes bytes(data, len);
+    BufferWindow<StringBuffer, kBase32FlushChars + 1> window(out, Blocks::above(kBase32FlushChars));
+    (void)window.expect(base32::encodedSize(bytes.size()));
+    base32::Encoder encoder;
+    return encoder.write(bytes, window) && encoder.end(window) && window.finish();
+}
+
+bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
+    constexpr std::size_t kFirstPart = 4096, kGrowth = 8;
+    std::string_view rest(text ? text : "");
+    BufferWindow<DataBuffer, kBase32FlushBytes + 1> window(out, Blocks::above(kBase32FlushBytes));
+    base32::Decoder decoder(base32::kAnything);
+    // Text may be white space: room is reserved for little more than has been decoded.
+    for (const unsigned int before = out.getSize(); !rest.empty();) {
+        const std::size_t most = std::max(kFirstPart, kGrowth * (out.getSize() - before));
+        const std::string_view part = rest.substr(0, most);
+        (void)window.expect(base32::maxDecodedSize(part.size()));
+        if (!decoder.write(part, window)) return false;
+        rest.remove_prefix(part.size());
+    }
+    return decoder.end(window) && window.finish();
+}
+
+bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    base58::ToText text({data, len});
+    const base58::Work work(text.workSize());
+    if (!work || !text.convert(work.get())) return false;
+    BufferWindow<StringBuffer, 1> window(out, Blocks::above(0));
+    return window.expect(text.size()) && text.write(window) && window.finish();
+}
+
+bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log) {
+    base58::ToBytes bytes(text, base58::kAnything);
+    const base58::Work work(bytes.workSize());
+    if (!work) return false;
+    if (const auto done = bytes.convert(work.get()); !done) {
+        const bool isHigh = (text[done.error().offset] & 0x80) != 0;
+        log.LogError(isHigh ? "base58 decode error 1" : "base58 decode error 2");
+        return false;
+    }
+    if (bytes.size() > kMaxSize) return false;
+    BufferWindow<DataBuffer, 1> window(out, Blocks::above(0));
+    // As the interface has it, without a look at whether it was appended.
+    if (window.expect(bytes.size())) (void)(bytes.write(window) && window.finish());
+    return true;
+}
+
+bool ContentCoding::encodeAscii85(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    BufferWindow<StringBuffer, kAscii85Flush + 1> window(out, Blocks::above(kAscii85Flush));
+    ascii85::Encoder encoder;
+    return encoder.write({data, len}, window) && encoder.end(window) && window.finish();
+}
+
+bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, LogBase& log) {
+    if (!ascii85::isAllAccepted(text.view())) {
+        log.LogError("Invalid ascii85 input: char not in ascii85 alphabet.");
+        return false;
+    }
+    BufferWindow<DataBuffer, kAscii85Flush + 1> window(out, Blocks::above(kAscii85Flush));
+    ascii85::Decoder decoder(ascii85::kAnything);
+    contentcoding::Result<void> done = decoder.write(text.view(), window);
+    if (done) done = decoder.end(window);
+    if (done) return window.finish();
+    if (done.error().fault == contentcoding::Fault::kGroupTooLarge)
+        logFault(decoder.overflow(), log);
+    return false;
+}
+
+bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& out) {
+    BufferWindow<StringBuffer, kEdaFlush + 1> window(out, Blocks::above(kEdaFlush).goingOn());
+    eda::Encoder encoder;
+    (void)(encoder.write({data, len}, window) && encoder.end(window) && window.finish());
+    return true;
+}
+
+bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& out) {
+    const Bytes all(text, len);
+    // Without room for all whole groups, as many as there is room for.
+    BufferWindow<DataBuffer, kEdaGroupBytes> window(out, Blocks::of(kEdaGroupBytes).goingOn());
+    (void)window.expect(all.size() / kEdaGroupChars * kEdaGroupBytes);
+    eda::Decoder decoder(eda::kAnything);
+    (void)(decoder.write(all, window) && decoder.end(window) && window.finish());
+    return true;
 }

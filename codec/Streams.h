@@ -32,13 +32,22 @@ auto throughSink(detail::SinkRef sink, Work work) {
     return done;
 }
 
+// Some encoders are quicker with bytes that do not come in pieces.
+template <class Encoder>
+[[nodiscard]] bool writeWhole(Encoder& encoder, Bytes bytes, Window& out) {
+    if constexpr (requires { encoder.writeAll(bytes, out); })
+        return encoder.writeAll(bytes, out);
+    else
+        return encoder.write(bytes, out) && encoder.end(out);
+}
+
 // All at once, for a container.
 template <class Encoder>
 void encodeAll(Encoder encoder, Bytes bytes, std::uint64_t expected, detail::Growth container) {
     GrowingWindow out(container);
     out.expect(expected);
     // A container takes all, or throws.
-    (void)(encoder.writeAll(bytes, out) && out.finish());
+    (void)(writeWhole(encoder, bytes, out) && out.finish());
 }
 
 template <class Decoder>
@@ -55,7 +64,7 @@ Result<void> decodeAll(Decoder decoder, Bytes text, std::uint64_t expected,
 template <class Encoder>
 Result<std::size_t> encodeAllInto(Encoder encoder, Bytes bytes, Room room) {
     SpanWindow out(room);
-    if (!encoder.writeAll(bytes, out) || !out.finish()) return Error{Fault::kNoRoom, 0};
+    if (!writeWhole(encoder, bytes, out) || !out.finish()) return Error{Fault::kNoRoom, 0};
     return out.size();
 }
 

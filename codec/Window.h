@@ -137,7 +137,9 @@ private:
 // Memory of a given size. What does not fit is refused.
 class SpanWindow final : public Window {
 public:
-    explicit SpanWindow(Room room) : m_start(room.data()), m_limit(room.end()) {
+    // A room without memory starts at the array, so that every place has an address.
+    explicit SpanWindow(Room room)
+        : m_start(room.data() ? room.data() : m_array), m_limit(m_start + room.size()) {
         m_next = m_start;
         m_end = m_limit;
     }

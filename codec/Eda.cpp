@@ -1,0 +1,175 @@
+#include "contentcoding/eda.hpp"
+
+#include <array>
+
+#include "codec/Alphabet.h"
+#include "codec/Groups.h"
+
+namespace contentcoding::eda {
+namespace {
+
+constexpr std::size_t kGroupBytes = 2;
+constexpr std::size_t kGroupChars = 3;
+constexpr unsigned int kBase = 43;
+constexpr unsigned int kLargestGroup = 0xFFFF;
+constexpr unsigned int kLargestByte = 0xFF;
+
+constexpr contentcoding::Alphabet kDigits(kEdaAlphabet);
+
+// Characters between the first and the last of the alphabet that are not in it count as 0, all
+// others as "(", the first one.
+constexpr auto kAnyValues = [] {
+    std::array<unsigned char, 256> values = kDigits.values;
+    for (unsigned int c = 0; c < 256; ++c) {
+        const bool isBetween = c >= '(' && c <= 'Z';
+        if (values[c] == kNoDigit) values[c] = isBetween ? 0 : kDigits.value('(');
+    }
+    return values;
+}();
+static_assert(kAnyValues['a'] == 36 && kAnyValues['Z'] == 35 && kAnyValues['@'] == 0);
+
+const unsigned char* valuesOf(const Accept& accept) {
+    return accept.foreign ? kAnyValues.data() : kDigits.values.data();
+}
+
+// Decodes groups up to the first one that has a character without a value, or, unless it may wrap,
+// is too large; returns how many there were.
+std::size_t decodeGroups(const char* text, std::size_t groups, const Accept& accept, char* bytes) {
+    const unsigned char* const values = valuesOf(accept);
+    for (std::size_t i = 0; i < groups; ++i, text += kGroupChars, bytes += kGroupBytes) {
+        const unsigned int a = values[static_cast<unsigned char>(text[0])];
+        const unsigned int b = values[static_cast<unsigned char>(text[1])];
+        const unsigned int c = values[static_cast<unsigned char>(text[2])];
+        const unsigned int value = (a * kBase + b) * kBase + c;
+        if (!accept.foreign && ((a | b | c) == kNoDigit || value > kLargestGroup)) return i;
+        bytes[0] = static_cast<char>(value >> 8);
+        bytes[1] = static_cast<char>(value);
+    }
+    return groups;
+}
+// No two values below 64 make up what stands for none.
+static_assert(kBase <= 64 && kNoDigit == 0xFF);
+
+}  // namespace
+
+// ---- Encoding ----
+
+bool Encoder::write(Bytes piece, Window& out) {
+    detail::Lines noLines = linesOf(0, "", kGroupChars);
+    return writeWholeGroups(piece, m_held, [&](const unsigned char* bytes, std::size_t groups) {
+        return writeGroups<kGroupBytes, kGroupChars>(bytes, groups, noLines, out,
+                                                     kernels().encodeEda);
+    });
+}
+
+bool Encoder::end(Window& out) {
+    if (m_held.count == 0) return true;
+    const std::span<char> room = out.room(kGroupChars);
+    if (room.empty()) return false;
+    room[0] = kEdaAlphabet[m_held.bytes[0] / kBase];
+    room[1] = kEdaAlphabet[m_held.bytes[0] % kBase];
+    out.wrote(kGroupChars - 1);
+    m_held = {};
+    return true;
+}
+
+bool Encoder::feedSink(Bytes piece, detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return write(piece, out); });
+}
+
+bool Encoder::finishSink(detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+std::size_t encodedSize(std::size_t n, const Format&) noexcept {
+    return saturatingAdd(saturatingMultiply(n / kGroupBytes, kGroupChars), n % kGroupBytes * 2);
+}
+
+// The encoder asks for room for a whole group at the end too.
+void encodeTo(detail::Growth out, Bytes bytes, const Format& format) {
+    encodeAll(Encoder(format), bytes, saturatingAdd(encodedSize(bytes.size()), 1), out);
+}
+
+Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
+    if (room.size() < encodedSize(bytes.size(), format)) return Error{Fault::kNoRoom, 0};
+    return encodeAllInto(Encoder(format), bytes, room);
+}
+
+// ---- Decoding ----
+
+Result<void> Decoder::write(Bytes piece, Window& out) {
+    std::string_view text = piece.text();
+    while (!text.empty()) {
+        std::size_t single = 1;
+        if (m_count == 0 && text.size() >= kGroupChars) {
+            const std::span<char> room = out.room(kGroupBytes);
+            if (room.empty()) return Error{Fault::kStopped, m_offset};
+            const std::size_t groups =
+                std::min(text.size() / kGroupChars, room.size() / kGroupBytes);
+            const std::size_t done = decodeGroups(text.data(), groups, m_accept, room.data());
+            out.wrote(done * kGroupBytes);
+            text.remove_prefix(done * kGroupChars);
+            m_offset += done * kGroupChars;
+            if (done == groups) continue;
+            single = kGroupChars;
+        }
+        for (const char c : text.substr(0, single)) {
+            const auto taken = takeOne(static_cast<unsigned char>(c), out);
+            if (!taken) return taken;
+        }
+        text.remove_prefix(single);
+    }
+    return {};
+}
+
+Result<void> Decoder::takeOne(unsigned char c, Window& out) {
+    const unsigned char value = valuesOf(m_accept)[c];
+    if (value == kNoDigit) return Error{Fault::kForeignCharacter, m_offset};
+    if (m_count == 0) m_start = m_offset;
+    m_value = m_value * kBase + value;
+    ++m_offset;
+    return ++m_count == kGroupChars ? endGroup(out) : Result<void>();
+}
+
+// Writes the bytes of a group that is whole, or the last one.
+Result<void> Decoder::endGroup(Window& out) {
+    const bool isWhole = m_count == kGroupChars;
+    if (m_value > (isWhole ? kLargestGroup : kLargestByte) && !m_accept.foreign)
+        return Error{Fault::kGroupTooLarge, m_start};
+    const std::span<char> room = out.room(kGroupBytes);
+    if (room.empty()) return Error{Fault::kStopped, m_offset};
+    std::size_t n = 0;
+    if (isWhole) room[n++] = static_cast<char>(m_value >> 8);
+    room[n++] = static_cast<char>(m_value);
+    out.wrote(n);
+    m_value = m_count = 0;
+    return {};
+}
+
+Result<void> Decoder::end(Window& out) {
+    if (m_count == 1 && !m_accept.foreign) return Error{Fault::kCutGroup, m_start};
+    if (m_count == kGroupChars - 1) {
+        if (const auto ended = endGroup(out); !ended) return ended;
+    }
+    *this = Decoder(m_accept);
+    return {};
+}
+
+Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return write(piece, out); });
+}
+
+Result<void> Decoder::finishSink(detail::SinkRef sink) {
+    return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+// The decoder asks for room for a whole group at the end too.
+Result<void> decodeTo(detail::Growth out, Bytes text, const Accept& accept) {
+    return decodeAll(Decoder(accept), text, maxDecodedSize(text.size()) + 1, out);
+}
+
+Result<std::size_t> decodeInto(Room room, Bytes text, const Accept& accept) {
+    return decodeAllInto(Decoder(accept), text, room);
+}
+
+}  // namespace contentcoding::eda

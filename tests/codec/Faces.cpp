@@ -1,0 +1,248 @@
+// What all formats with streams have in common, on every short input.
+
+#include "contentcoding/ascii85.hpp"
+#include "contentcoding/base16.hpp"
+#include "contentcoding/base32.hpp"
+#include "contentcoding/eda.hpp"
+#include "tests/codec/FormatSupport.h"
+
+namespace {
+
+namespace ascii85 = contentcoding::ascii85;
+namespace base16 = contentcoding::base16;
+namespace base32 = contentcoding::base32;
+namespace eda = contentcoding::eda;
+
+using contentcoding::Bytes;
+
+// A format: its coders, what they are set to, and the characters that matter, which follow each of
+// the starts. Functions are found in the namespace of their last argument.
+
+struct Base16 {
+    using Encoder = base16::Encoder;
+    using Decoder = base16::Decoder;
+    static constexpr base16::Format kFormats[] = {
+        base16::kUpper, base16::kLower, {.columns = 4, .lineEnd = "\n"}};
+    static constexpr base16::Accept kAccepts[] = {base16::kStrict, base16::kStrictLower,
+                                                  base16::kFromMime, base16::kAnything};
+    static constexpr std::string_view kCharacters = "3Ba \ng";
+    static constexpr std::string_view kStarts[] = {""};
+};
+
+struct Base32 {
+    using Encoder = base32::Encoder;
+    using Decoder = base32::Decoder;
+    static constexpr base32::Format kFormats[] = {
+        base32::kPlain, base32::kHex, {.padded = false}, {.columns = 9, .lineEnd = "\n"}};
+    static constexpr base32::Accept kAccepts[] = {
+        base32::kStrict,
+        base32::kStrictHex,
+        base32::kFromMime,
+        base32::kAnything,
+        {.padding = base32::Padding::kOptional, .leftoverBits = true, .concatenated = true}};
+    static constexpr std::string_view kCharacters = "MQ=a\n1";
+    static constexpr std::string_view kStarts[] = {"", "MAM", "MA==", "MFRGGZDFMY",
+                                                   "MFRGGZDFMY==="};
+};
+
+struct Ascii85 {
+    using Encoder = ascii85::Encoder;
+    using Decoder = ascii85::Decoder;
+    static constexpr ascii85::Format kFormats[] = {
+        ascii85::kPlain, ascii85::kFramed, {.framed = true, .columns = 4, .lineEnd = "\n"}};
+    static constexpr ascii85::Accept kAccepts[] = {
+        ascii85::kStrict,
+        ascii85::kFromMime,
+        ascii85::kAnything,
+        {.whiteSpace = true, .framed = ascii85::Frame::kRequired}};
+    static constexpr std::string_view kCharacters = "!<~>z\nu";
+    static constexpr std::string_view kStarts[] = {"", "9jqo", "<~9jq", "s8W"};
+};
+
+struct Eda {
+    using Encoder = eda::Encoder;
+    using Decoder = eda::Decoder;
+    static constexpr eda::Format kFormats[] = {eda::kPlain};
+    static constexpr eda::Accept kAccepts[] = {eda::kStrict, eda::kAnything};
+    static constexpr std::string_view kCharacters = "05ZJ=z";
+    static constexpr std::string_view kStarts[] = {"", "ZJ"};
+};
+
+template <class Face>
+void forEachText(auto visit) {
+    for (const std::string_view start : Face::kStarts)
+        forEachString(Face::kCharacters, 4,
+                      [&](const std::string& text) { visit(std::string(start) + text); });
+}
+
+void forEachBytes(auto visit) { forEachString("\0\xFF@"sv, 6, visit); }
+
+// Calls `visit` with the text in two pieces, cut at every place, and in pieces of a byte.
+void forEachCut(std::string_view text, auto visit) {
+    for (std::size_t i = 0; i <= text.size(); ++i)
+        visit(std::vector{text.substr(0, i), text.substr(i)});
+    std::vector<std::string_view> bytes;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        bytes.push_back(text.substr(i, 1));
+    visit(bytes);
+}
+
+auto collectIn(std::string& all) {
+    return [&all](std::string_view block) { all += block; };
+}
+
+std::string encodePieces(auto& encoder, const std::vector<std::string_view>& pieces) {
+    std::string text;
+    bool ok = true;
+    for (const std::string_view piece : pieces)
+        ok = encoder.feed(piece, collectIn(text)) && ok;
+    EXPECT_TRUE(encoder.finish(collectIn(text)) && ok);
+    return text;
+}
+
+Result<std::string> decodePieces(auto& decoder, const std::vector<std::string_view>& pieces) {
+    std::string bytes;
+    for (const std::string_view piece : pieces)
+        if (const auto fed = decoder.feed(piece, collectIn(bytes)); !fed) return fed.error();
+    if (const auto done = decoder.finish(collectIn(bytes)); !done) return done.error();
+    return bytes;
+}
+
+std::size_t mostOf(std::size_t n, const auto& format) {
+    if constexpr (requires { encodedSize(n, format); })
+        return encodedSize(n, format);
+    else
+        return maxEncodedSize(n, format);
+}
+
+bool sizeIsExact(const auto& format) {
+    return requires { encodedSize(std::size_t{}, format); };
+}
+
+template <class Face>
+class Faces : public testing::Test {};
+
+using AllFaces = testing::Types<Base16, Base32, Ascii85, Eda>;
+
+struct Names {
+    template <class Face>
+    static std::string GetName(int i) {
+        constexpr const char* kNames[] = {"Base16", "Base32", "Ascii85", "Eda"};
+        return kNames[i];
+    }
+};
+
+}  // namespace
+
+TYPED_TEST_SUITE(Faces, AllFaces, Names);
+
+// One coder for all: it is as new after each text.
+TYPED_TEST(Faces, EncodersTakePiecesCutAnywhere) {
+    for (const auto& format : TypeParam::kFormats) {
+        typename TypeParam::Encoder encoder(format);
+        const auto check = [&](const std::string& bytes) {
+            const std::string whole = encode(bytes, format);
+            forEachCut(bytes, [&](const auto& pieces) {
+                ASSERT_EQ(encodePieces(encoder, pieces), whole) << testing::PrintToString(bytes);
+            });
+        };
+        forEachBytes(check);
+        check(noise(47));
+        const std::string large = noise(70000);
+        for (const std::size_t cut : {1u, 16383u, 40001u})
+            ASSERT_EQ(encodePieces(encoder, {std::string_view(large).substr(0, cut),
+                                             std::string_view(large).substr(cut)}),
+                      encode(large, format));
+    }
+}
+
+TYPED_TEST(Faces, DecodersTakePiecesCutAnywhere) {
+    for (const auto& accept : TypeParam::kAccepts) {
+        typename TypeParam::Decoder decoder(accept);
+        const auto check = [&](const std::string& text) {
+            const std::string whole = shown(decode(Bytes(text), accept));
+            forEachCut(text, [&](const auto& pieces) {
+                const Result<std::string> inPieces = decodePieces(decoder, pieces);
+                ASSERT_EQ(shown(inPieces), whole) << testing::PrintToString(text);
+                if (!inPieces) decoder = typename TypeParam::Decoder(accept);
+            });
+        };
+        forEachText<TypeParam>(check);
+        for (const auto& format : TypeParam::kFormats)
+            check(encode(noise(47), format));
+    }
+    typename TypeParam::Decoder decoder;
+    const std::string large = noise(70000), text = encode(large, TypeParam::kFormats[0]);
+    for (const std::size_t cut : {1u, 16383u, 40001u})
+        ASSERT_EQ(*decodePieces(decoder, {std::string_view(text).substr(0, cut),
+                                          std::string_view(text).substr(cut)}),
+                  large);
+}
+
+// What is strictly accepted is what the encoder writes, and nothing else.
+TYPED_TEST(Faces, StrictTextIsThatOfTheEncoder) {
+    const auto& format = TypeParam::kFormats[0];
+    const auto& strict = TypeParam::kAccepts[0];
+    forEachBytes([&](const std::string& bytes) {
+        ASSERT_EQ(shown(decode(Bytes(encode(bytes, format)), strict)), shown(bytes));
+    });
+    std::size_t accepted = 0;
+    forEachText<TypeParam>([&](const std::string& text) {
+        const Result<std::string> bytes = decode(Bytes(text), strict);
+        if (bytes) {
+            ASSERT_EQ(encode(*bytes, format), text);
+            ++accepted;
+        }
+    });
+    EXPECT_GT(accepted, 1u);
+}
+
+TYPED_TEST(Faces, RoomOfTheExactSizeIsEnough) {
+    const auto expectFits = [](const std::string& expected, auto into) {
+        std::vector<char> room(expected.size());
+        ASSERT_EQ(into(room).value_or(~std::size_t{0}), expected.size());
+        ASSERT_EQ(std::string(room.begin(), room.end()), expected);
+        if (room.empty()) return;
+        std::vector<char> less(expected.size() - 1);
+        ASSERT_EQ(into(less).error().fault, Fault::kNoRoom);
+    };
+    const auto check = [&](const std::string& bytes) {
+        for (const auto& format : TypeParam::kFormats) {
+            const std::string text = encode(bytes, format);
+            const std::size_t most = mostOf(bytes.size(), format);
+            ASSERT_TRUE(sizeIsExact(format) ? text.size() == most : text.size() <= most);
+            expectFits(text, [&](auto& room) { return encodeInto(room, bytes, format); });
+        }
+        const std::string text = encode(bytes, TypeParam::kFormats[0]);
+        const auto& strict = TypeParam::kAccepts[0];
+        expectFits(bytes, [&](auto& room) { return decodeInto(room, text, strict); });
+    };
+    forEachBytes(check);
+    for (const std::size_t n : {47u, 1300u, 1301u, 1302u, 1303u})
+        check(noise(n));
+}
+
+TYPED_TEST(Faces, ContainersKeepWhatTheyHad) {
+    const auto& format = TypeParam::kFormats[0];
+    const auto& strict = TypeParam::kAccepts[0];
+    std::string held = "held";
+    append(held, "abc"sv, format);
+    EXPECT_EQ(held, "held" + encode("abc"sv, format));
+    held = "held";
+    EXPECT_FALSE(decodeAppend(held, Bytes(encode(noise(50), format) + "\x80"), strict));
+    EXPECT_EQ(held, "held");
+    EXPECT_TRUE(decodeAppend(held, Bytes(encode("abc"sv, format)), strict));
+    EXPECT_EQ(held, "heldabc");
+}
+
+TYPED_TEST(Faces, ASinkMayEndTheWork) {
+    const std::string bytes = noise(50000), text = encode(bytes, TypeParam::kFormats[0]);
+    std::size_t blocks = 0;
+    const auto refuse = [&](std::string_view) { return ++blocks == 0; };
+    typename TypeParam::Encoder encoder(TypeParam::kFormats[0]);
+    EXPECT_FALSE(encoder.feed(bytes, refuse));
+    EXPECT_EQ(blocks, 1u);
+    typename TypeParam::Decoder decoder(TypeParam::kAccepts[0]);
+    EXPECT_EQ(decoder.feed(text, refuse).error().fault, Fault::kStopped);
+    EXPECT_EQ(blocks, 2u);
+}
