@@ -160,20 +160,24 @@ Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
 // ---- Decoding ----
 
 Result<void> Decoder::write(Bytes piece, Window& out) {
+    Error error;
     std::string_view text = piece.text();
     while (!text.empty()) {
         if (m_state == State::kEnded && m_accept.foreign) {
             m_offset += text.size();
             return {};
         }
+        // Text without a frame may start with whole groups.
+        if (m_state == State::kStart && m_accept.framed != Frame::kRequired && text[0] != '<' &&
+            isDigit(static_cast<unsigned char>(text[0])))
+            m_state = State::kInside;
         std::size_t single = 1;
         if (m_state == State::kInside && m_count == 0 && text.size() >= kGroupChars) {
-            if (const auto done = decodeGroups(text, out); !done) return done;
+            if (!decodeGroups(text, out, error)) return error;
             single = std::min(kGroupChars, text.size());
         }
         for (std::size_t i = 0; i < single; ++i) {
-            const auto taken = takeOne(static_cast<unsigned char>(text[i]), out);
-            if (!taken) return taken;
+            if (!takeOne(static_cast<unsigned char>(text[i]), out, error)) return error;
         }
         text.remove_prefix(single);
     }
@@ -181,10 +185,10 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
 }
 
 // Takes whole groups off the text, as many as have nothing special about them.
-Result<void> Decoder::decodeGroups(std::string_view& text, Window& out) {
+bool Decoder::decodeGroups(std::string_view& text, Window& out, Error& error) {
     while (text.size() >= kGroupChars) {
         const std::span<char> room = out.room(kGroupBytes);
-        if (room.empty()) return Error{Fault::kStopped, m_offset};
+        if (room.empty()) return fail({Fault::kStopped, m_offset}, error);
         const std::size_t groups = std::min(text.size() / kGroupChars, room.size() / kGroupBytes);
         std::size_t done = kernels().decodeAscii85(text.data(), groups, bytesAt(room));
         if (!m_accept.longZeros) done = groupsBeforeZeros(bytesAt(room), done);
@@ -194,109 +198,114 @@ Result<void> Decoder::decodeGroups(std::string_view& text, Window& out) {
         if (done > 0) m_isSpaced = false;
         if (done < groups) break;
     }
-    return {};
+    return true;
 }
 
-Result<void> Decoder::takeOne(unsigned char c, Window& out) {
-    Result<void> taken;
+bool Decoder::takeOne(unsigned char c, Window& out, Error& error) {
+    bool taken = true;
     if (m_state == State::kClosing) {
-        if (c != '>') return Error{Fault::kForeignCharacter, m_offset - 1};
+        if (c != '>') return fail({Fault::kForeignCharacter, m_offset - 1}, error);
         m_state = State::kEnded;
-        taken = endGroup(out);
+        taken = endGroup(out, error);
     } else if (c == '~') {
-        taken = takeTilde();
+        taken = takeTilde(error);
     } else if (m_state == State::kOpening && m_accept.framed == Frame::kRequired) {
-        return Error{Fault::kFrame, m_groupStart};
+        return fail({Fault::kFrame, m_groupStart}, error);
     } else if (m_accept.whiteSpace && isWhiteSpace(c)) {
         if (m_state == State::kOpening) m_state = State::kInside;
         m_isSpaced = m_state == State::kInside;
     } else if (m_state != State::kEnded) {
-        taken = takeDigit(c, out);
+        taken = takeDigit(c, out, error);
     } else if (!m_accept.foreign) {
-        return Error{Fault::kAfterEnd, m_offset};
+        return fail({Fault::kAfterEnd, m_offset}, error);
     }
     ++m_offset;
     return taken;
 }
 
 // A "~" after "<" opens the frame; any other may close it.
-Result<void> Decoder::takeTilde() {
+bool Decoder::takeTilde(Error& error) {
     if (m_state == State::kOpening) {
         m_state = State::kInside;
         m_count = 0;
-        return {};
+        return true;
     }
     if (m_state == State::kEnded)
-        return m_accept.foreign ? Result<void>() : Error{Fault::kAfterEnd, m_offset};
+        return m_accept.foreign || fail({Fault::kAfterEnd, m_offset}, error);
     const bool isUnopened = m_state == State::kStart && m_accept.framed == Frame::kRequired;
-    if (m_accept.framed == Frame::kForbidden || isUnopened) return Error{Fault::kFrame, m_offset};
+    if (m_accept.framed == Frame::kForbidden || isUnopened)
+        return fail({Fault::kFrame, m_offset}, error);
     m_state = State::kClosing;
-    return {};
+    return true;
 }
 
-Result<void> Decoder::takeDigit(unsigned char c, Window& out) {
+bool Decoder::takeDigit(unsigned char c, Window& out, Error& error) {
     if (m_state == State::kStart) {
         const bool mayOpen = c == '<' && m_accept.framed != Frame::kForbidden;
-        if (!mayOpen && m_accept.framed == Frame::kRequired) return Error{Fault::kFrame, m_offset};
+        if (!mayOpen && m_accept.framed == Frame::kRequired)
+            return fail({Fault::kFrame, m_offset}, error);
         m_state = mayOpen ? State::kOpening : State::kInside;
     } else {
         m_state = State::kInside;
     }
     if (c == 'z' && m_count == 0 && !(m_accept.foreign && m_isSpaced))
-        return putGroup(0, kGroupBytes, out);
+        return putGroup(0, kGroupBytes, out, error);
     if (!isDigit(c) && (c != 'z' || !m_accept.foreign))
-        return Error{Fault::kForeignCharacter, m_offset};
+        return fail({Fault::kForeignCharacter, m_offset}, error);
     if (m_count == 0) m_groupStart = m_offset;
     m_lastDigit = m_offset;
     m_digits[m_count] = static_cast<unsigned char>(c - kFirstDigit);
-    return ++m_count == kGroupChars ? endGroup(out) : Result<void>();
+    return ++m_count == kGroupChars ? endGroup(out, error) : true;
 }
 
 // Writes the bytes of a group that is whole, or the last one, whose missing digits count as 84.
-Result<void> Decoder::endGroup(Window& out) {
+bool Decoder::endGroup(Window& out, Error& error) {
     const unsigned int n = m_count;
-    if (n == 0) return {};
-    if (n == 1 && !m_accept.foreign) return Error{Fault::kCutGroup, m_groupStart};
+    if (n == 0) return true;
+    if (n == 1 && !m_accept.foreign) return fail({Fault::kCutGroup, m_groupStart}, error);
     // Blocks that are due are handed over before a fault is reported.
-    if (out.room(kGroupBytes).empty()) return Error{Fault::kStopped, m_offset};
+    if (out.room(kGroupBytes).empty()) return fail({Fault::kStopped, m_offset}, error);
     std::fill(m_digits + n, m_digits + kGroupChars, kLastDigit);
     const std::uint32_t head =
         ((m_digits[0] * kBase + m_digits[1]) * kBase + m_digits[2]) * kBase + m_digits[3];
     const std::uint32_t last = m_digits[4];
     if (head > kLargestHead || head * kBase > 0xFFFFFFFF - last) {
         m_overflow = {head > kLargestHead, n < kGroupChars};
-        return Error{Fault::kGroupTooLarge, m_groupStart};
+        return fail({Fault::kGroupTooLarge, m_groupStart}, error);
     }
     const std::uint32_t value = head * kBase + last;
     if (n == kGroupChars) {
-        if (value == 0 && !m_accept.longZeros) return Error{Fault::kForeignCharacter, m_groupStart};
+        if (value == 0 && !m_accept.longZeros)
+            return fail({Fault::kForeignCharacter, m_groupStart}, error);
     } else if (!m_accept.leftoverBits) {
         std::uint32_t power = 1;
         for (unsigned int i = n; i < kGroupChars; ++i)
             power *= kBase;
         const std::uint32_t written = value & ~(0xFFFFFFFFu >> 8 * (n - 1));
-        if (written / power != value / power) return Error{Fault::kLeftoverBits, m_lastDigit};
+        if (written / power != value / power)
+            return fail({Fault::kLeftoverBits, m_lastDigit}, error);
     }
-    return putGroup(value, n - 1, out);
+    return putGroup(value, n - 1, out, error);
 }
 
 // The first bytes of a number.
-Result<void> Decoder::putGroup(std::uint32_t value, unsigned int size, Window& out) {
+bool Decoder::putGroup(std::uint32_t value, unsigned int size, Window& out, Error& error) {
     const std::span<char> room = out.room(kGroupBytes);
-    if (room.empty()) return Error{Fault::kStopped, m_offset};
+    if (room.empty()) return fail({Fault::kStopped, m_offset}, error);
     for (unsigned int i = 0; i < size; ++i)
         room[i] = static_cast<char>(value >> (24 - 8 * i));
     out.wrote(size);
     m_count = 0;
     m_isSpaced = false;
-    return {};
+    return true;
 }
 
 Result<void> Decoder::end(Window& out) {
+    Error error;
     if (m_state == State::kClosing) return Error{Fault::kFrame, m_offset};
     if (m_accept.framed == Frame::kRequired && m_state != State::kEnded)
         return Error{Fault::kFrame, m_state == State::kOpening ? m_groupStart : m_offset};
-    if (const auto ended = endGroup(out); !ended) return ended;
+    if (!endGroup(out, error)) return error;
     *this = Decoder(m_accept);
     return {};
 }

@@ -80,6 +80,7 @@ Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
 Decoder::Decoder(const Accept& accept) : m_accept(accept), m_values(valuesOf(accept)) {}
 
 Result<void> Decoder::write(Bytes piece, Window& out) {
+    Error error;
     std::string_view text = piece.text();
     while (!text.empty()) {
         std::size_t single = 1;
@@ -95,24 +96,24 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
             single = kGroupChars;
         }
         for (const char c : text.substr(0, single)) {
-            const auto taken = takeOne(static_cast<unsigned char>(c), out);
-            if (!taken) return taken;
+            if (!takeOne(static_cast<unsigned char>(c), out, error)) return error;
         }
         text.remove_prefix(single);
     }
     return {};
 }
 
-Result<void> Decoder::takeOne(unsigned char c, Window& out) {
+bool Decoder::takeOne(unsigned char c, Window& out, Error& error) {
     const unsigned char value = m_values[c];
     if (value == kNoDigit) {
         if (!m_accept.foreign && !(m_accept.whiteSpace && isWhiteSpace(c)))
-            return Error{
-                kHexDigitValue[c] == kNoHexDigit ? Fault::kForeignCharacter : Fault::kLowerCase,
-                m_offset};
+            return fail(
+                {kHexDigitValue[c] == kNoHexDigit ? Fault::kForeignCharacter : Fault::kLowerCase,
+                 m_offset},
+                error);
     } else if (m_hasHigh) {
         if (!out.put(static_cast<char>(m_high << 4 | value)))
-            return Error{Fault::kStopped, m_offset};
+            return fail({Fault::kStopped, m_offset}, error);
         m_hasHigh = false;
     } else {
         m_high = value;
@@ -120,7 +121,7 @@ Result<void> Decoder::takeOne(unsigned char c, Window& out) {
         m_hasHigh = true;
     }
     ++m_offset;
-    return {};
+    return true;
 }
 
 Result<void> Decoder::end(Window&) {

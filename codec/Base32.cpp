@@ -72,10 +72,11 @@ bool Encoder::end(Window& out) {
     if (m_held.count > 0) {
         const std::size_t digits = digitsFor(m_held.count);
         std::fill(m_held.bytes + m_held.count, m_held.bytes + kGroupBytes, 0);
-        char text[kGroupChars];
-        encodeGroups(m_alphabet, m_held.bytes, 1, text);
-        std::fill(text + digits, text + kGroupChars, kPad);
-        if (!out.put({text, m_padded ? kGroupChars : digits})) return false;
+        const std::span<char> room = out.room(kGroupChars);
+        if (room.empty()) return false;
+        encodeGroups(m_alphabet, m_held.bytes, 1, room.data());
+        std::fill_n(room.data() + digits, kGroupChars - digits, kPad);
+        out.wrote(m_padded ? kGroupChars : digits);
         m_lines.column += kGroupChars;
         m_held = {};
     }
@@ -97,8 +98,10 @@ std::size_t encodedSize(std::size_t n, const Format& format) noexcept {
                        linesOf(format.columns, format.lineEnd, kGroupChars));
 }
 
+// The encoder asks for room for a whole group at the end too.
 void encodeTo(detail::Growth out, Bytes bytes, const Format& format) {
-    encodeAll(Encoder(format), bytes, encodedSize(bytes.size(), format), out);
+    const std::size_t slack = format.padded ? 0 : kGroupChars;
+    encodeAll(Encoder(format), bytes, saturatingAdd(encodedSize(bytes.size(), format), slack), out);
 }
 
 Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
@@ -109,6 +112,7 @@ Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
 // ---- Decoding ----
 
 Result<void> Decoder::write(Bytes piece, Window& out) {
+    Error error;
     std::string_view text = piece.text();
     while (!text.empty()) {
         std::size_t single = 1;
@@ -127,52 +131,52 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
             single = kGroupChars;
         }
         for (const char c : text.substr(0, single)) {
-            const auto taken = takeOne(static_cast<unsigned char>(c), out);
-            if (!taken) return taken;
+            if (!takeOne(static_cast<unsigned char>(c), out, error)) return error;
         }
         text.remove_prefix(std::min(single, text.size()));
     }
     return {};
 }
 
-Result<void> Decoder::takeOne(unsigned char c, Window& out) {
+bool Decoder::takeOne(unsigned char c, Window& out, Error& error) {
     const unsigned char value = valueOf(c, m_accept.alphabet);
-    Result<void> taken;
+    bool taken = true;
     if (value != kNoDigit && (m_accept.anyCase || !isLowerCase(c))) {
-        taken = takeDigit(value, out);
+        taken = takeDigit(value, out, error);
     } else if (c == kPad) {
-        taken = takePad(out);
+        taken = takePad(out, error);
     } else if (m_accept.whiteSpace && isWhiteSpace(c)) {
         // skipped
     } else if (m_accept.foreign) {
         const unsigned char low = c & 0x7F, lowValue = valueOf(low, m_accept.alphabet);
-        taken = low == kPad ? takePad(out)
-                            : takeDigit(lowValue == kNoDigit ? kLastDigit : lowValue, out);
+        taken = low == kPad ? takePad(out, error)
+                            : takeDigit(lowValue == kNoDigit ? kLastDigit : lowValue, out, error);
     } else if (m_isPadded && !m_accept.concatenated) {
-        return Error{Fault::kAfterEnd, m_offset};
+        return fail({Fault::kAfterEnd, m_offset}, error);
     } else {
-        return Error{value == kNoDigit ? Fault::kForeignCharacter : Fault::kLowerCase, m_offset};
+        return fail({value == kNoDigit ? Fault::kForeignCharacter : Fault::kLowerCase, m_offset},
+                    error);
     }
     ++m_offset;
     return taken;
 }
 
-Result<void> Decoder::takeDigit(unsigned char value, Window& out) {
-    if (m_pads != 0 && !m_accept.foreign) return Error{Fault::kPadding, m_offset};
-    if (m_isPadded && !m_accept.concatenated) return Error{Fault::kAfterEnd, m_offset};
+bool Decoder::takeDigit(unsigned char value, Window& out, Error& error) {
+    if (m_pads != 0 && !m_accept.foreign) return fail({Fault::kPadding, m_offset}, error);
+    if (m_isPadded && !m_accept.concatenated) return fail({Fault::kAfterEnd, m_offset}, error);
     m_bits = m_bits << kDigitBits | value;
     m_lastDigit = m_offset;
-    return ++m_count == kGroupChars ? endGroup(out) : Result<void>();
+    return ++m_count == kGroupChars ? endGroup(out, error) : true;
 }
 
-Result<void> Decoder::takePad(Window& out) {
+bool Decoder::takePad(Window& out, Error& error) {
     if (m_accept.padding == Padding::kForbidden || (m_count == 0 && !m_accept.foreign))
-        return Error{Fault::kPadding, m_offset};
-    if (m_isPadded && !m_accept.concatenated) return Error{Fault::kAfterEnd, m_offset};
-    if (isCut() && !m_accept.cutGroup) return Error{Fault::kCutGroup, m_lastDigit};
+        return fail({Fault::kPadding, m_offset}, error);
+    if (m_isPadded && !m_accept.concatenated) return fail({Fault::kAfterEnd, m_offset}, error);
+    if (isCut() && !m_accept.cutGroup) return fail({Fault::kCutGroup, m_lastDigit}, error);
     m_bits <<= kDigitBits;
     m_pads = static_cast<unsigned char>(m_pads | 1u << m_count);
-    return ++m_count == kGroupChars ? endGroup(out) : Result<void>();
+    return ++m_count == kGroupChars ? endGroup(out, error) : true;
 }
 
 // Whether the last digit belongs to no byte.
@@ -181,29 +185,31 @@ bool Decoder::isCut() const {
 }
 
 // Writes the bytes of a group that is whole, or the last one.
-Result<void> Decoder::endGroup(Window& out) {
+bool Decoder::endGroup(Window& out, Error& error) {
     const unsigned int pads = m_pads | (0xFFu << m_count & 0xFF);
     const std::uint64_t bits = m_bits << kDigitBits * (kGroupChars - m_count);
     const unsigned int n = bytesOf(pads);
     const std::uint64_t left = bits & ((std::uint64_t{1} << (kGroupBits - 8 * n)) - 1);
-    if (left != 0 && !m_accept.leftoverBits) return Error{Fault::kLeftoverBits, m_lastDigit};
+    if (left != 0 && !m_accept.leftoverBits)
+        return fail({Fault::kLeftoverBits, m_lastDigit}, error);
     const std::span<char> room = out.room(kGroupBytes);
-    if (room.empty()) return Error{Fault::kStopped, m_offset};
+    if (room.empty()) return fail({Fault::kStopped, m_offset}, error);
     for (unsigned int i = 0; i < n; ++i)
         room[i] = static_cast<char>(bits >> (kGroupBits - 8 * (i + 1)));
     out.wrote(n);
     m_isPadded = pads != 0;
     m_bits = m_count = m_pads = 0;
-    return {};
+    return true;
 }
 
 Result<void> Decoder::end(Window& out) {
+    Error error;
     if (m_count > 0) {
         if (isCut() && !m_accept.cutGroup) return Error{Fault::kCutGroup, m_lastDigit};
         const bool isHalfPadded = m_pads != 0 && !m_accept.foreign;
         if (isHalfPadded || m_accept.padding == Padding::kRequired)
             return Error{Fault::kPadding, m_offset};
-        if (const auto ended = endGroup(out); !ended) return ended;
+        if (!endGroup(out, error)) return error;
     }
     *this = Decoder(m_accept);
     return {};

@@ -156,9 +156,10 @@ std::uint64_t ToBytes::workSize() const {
 std::uint64_t ToBytes::takeValue(std::size_t count, unsigned int& found) {
     std::uint64_t value = 0;
     std::size_t read = 0;
+    const bool skips = m_accept.whiteSpace;
     for (; count > 0; ++read) {
         const char c = m_digits[read];
-        if (isSkipped(c)) continue;
+        if (skips && isSkipped(c)) continue;
         const unsigned int digit = kDigits.value(c);
         value = value * 58 + digit;
         found |= digit;

@@ -34,14 +34,15 @@ const unsigned char* valuesOf(const Accept& accept) {
 
 // Decodes groups up to the first one that has a character without a value, or, unless it may wrap,
 // is too large; returns how many there were.
-std::size_t decodeGroups(const char* text, std::size_t groups, const Accept& accept, char* bytes) {
-    const unsigned char* const values = valuesOf(accept);
+template <bool MayWrap>
+std::size_t decodeGroups(const char* text, std::size_t groups, char* bytes) {
+    constexpr const auto& values = MayWrap ? kAnyValues : kDigits.values;
     for (std::size_t i = 0; i < groups; ++i, text += kGroupChars, bytes += kGroupBytes) {
         const unsigned int a = values[static_cast<unsigned char>(text[0])];
         const unsigned int b = values[static_cast<unsigned char>(text[1])];
         const unsigned int c = values[static_cast<unsigned char>(text[2])];
         const unsigned int value = (a * kBase + b) * kBase + c;
-        if (!accept.foreign && ((a | b | c) == kNoDigit || value > kLargestGroup)) return i;
+        if (!MayWrap && ((a | b | c) == kNoDigit || value > kLargestGroup)) return i;
         bytes[0] = static_cast<char>(value >> 8);
         bytes[1] = static_cast<char>(value);
     }
@@ -98,6 +99,7 @@ Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
 // ---- Decoding ----
 
 Result<void> Decoder::write(Bytes piece, Window& out) {
+    Error error;
     std::string_view text = piece.text();
     while (!text.empty()) {
         std::size_t single = 1;
@@ -106,7 +108,8 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
             if (room.empty()) return Error{Fault::kStopped, m_offset};
             const std::size_t groups =
                 std::min(text.size() / kGroupChars, room.size() / kGroupBytes);
-            const std::size_t done = decodeGroups(text.data(), groups, m_accept, room.data());
+            const auto decode = m_accept.foreign ? decodeGroups<true> : decodeGroups<false>;
+            const std::size_t done = decode(text.data(), groups, room.data());
             out.wrote(done * kGroupBytes);
             text.remove_prefix(done * kGroupChars);
             m_offset += done * kGroupChars;
@@ -114,42 +117,42 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
             single = kGroupChars;
         }
         for (const char c : text.substr(0, single)) {
-            const auto taken = takeOne(static_cast<unsigned char>(c), out);
-            if (!taken) return taken;
+            if (!takeOne(static_cast<unsigned char>(c), out, error)) return error;
         }
         text.remove_prefix(single);
     }
     return {};
 }
 
-Result<void> Decoder::takeOne(unsigned char c, Window& out) {
+bool Decoder::takeOne(unsigned char c, Window& out, Error& error) {
     const unsigned char value = valuesOf(m_accept)[c];
-    if (value == kNoDigit) return Error{Fault::kForeignCharacter, m_offset};
+    if (value == kNoDigit) return fail({Fault::kForeignCharacter, m_offset}, error);
     if (m_count == 0) m_start = m_offset;
     m_value = m_value * kBase + value;
     ++m_offset;
-    return ++m_count == kGroupChars ? endGroup(out) : Result<void>();
+    return ++m_count == kGroupChars ? endGroup(out, error) : true;
 }
 
 // Writes the bytes of a group that is whole, or the last one.
-Result<void> Decoder::endGroup(Window& out) {
+bool Decoder::endGroup(Window& out, Error& error) {
     const bool isWhole = m_count == kGroupChars;
     if (m_value > (isWhole ? kLargestGroup : kLargestByte) && !m_accept.foreign)
-        return Error{Fault::kGroupTooLarge, m_start};
+        return fail({Fault::kGroupTooLarge, m_start}, error);
     const std::span<char> room = out.room(kGroupBytes);
-    if (room.empty()) return Error{Fault::kStopped, m_offset};
+    if (room.empty()) return fail({Fault::kStopped, m_offset}, error);
     std::size_t n = 0;
     if (isWhole) room[n++] = static_cast<char>(m_value >> 8);
     room[n++] = static_cast<char>(m_value);
     out.wrote(n);
     m_value = m_count = 0;
-    return {};
+    return true;
 }
 
 Result<void> Decoder::end(Window& out) {
+    Error error;
     if (m_count == 1 && !m_accept.foreign) return Error{Fault::kCutGroup, m_start};
     if (m_count == kGroupChars - 1) {
-        if (const auto ended = endGroup(out); !ended) return ended;
+        if (!endGroup(out, error)) return error;
     }
     *this = Decoder(m_accept);
     return {};

@@ -24,6 +24,7 @@ constexpr detail::Lines linesOf(std::size_t columns, std::string_view lineEnd,
 
 // How long so many characters are in lines.
 constexpr std::size_t sizeInLines(std::size_t chars, const detail::Lines& lines) {
+    if (lines.end.empty()) return chars;
     const std::size_t count = chars / lines.columns + (chars % lines.columns > 0 ? 1 : 0);
     return saturatingAdd(chars, saturatingMultiply(count, lines.end.size()));
 }

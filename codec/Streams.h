@@ -14,6 +14,12 @@ namespace contentcoding {
 // Small enough for a stack, large enough for a sink that does something at each block.
 constexpr std::size_t kSinkBlock = 16384;
 
+// For steps of a coder that are too short to hand a Result back.
+[[nodiscard]] inline bool fail(const Error& fault, Error& error) {
+    error = fault;
+    return false;
+}
+
 inline Error stopped() { return {Fault::kStopped, 0}; }
 
 template <class Work>

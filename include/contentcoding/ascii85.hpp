@@ -81,7 +81,7 @@ constexpr std::size_t maxDecodedSize(std::size_t n) noexcept {
 /// Encodes bytes that come in pieces, cut anywhere: writes what encode() would write for all.
 ///
 /// Each call hands blocks of up to 64 KiB to the sink and keeps 3 bytes of input at most. The
-/// object has about 48 bytes, allocates nothing and may be copied; after finish() it is as new.
+/// object has about 40 bytes, allocates nothing and may be copied; after finish() it is as new.
 ///
 ///     contentcoding::ascii85::Encoder encoder(contentcoding::ascii85::kFramed);
 ///     const bool sent = encoder.feed("piece", send) && encoder.finish(send);
@@ -116,7 +116,7 @@ private:
 /// Decodes text that comes in pieces, cut anywhere: the bytes, or the fault, that decode() gives
 /// for all. Offsets of faults count from the start of the first piece.
 ///
-/// Blocks of up to 64 KiB reach the sink. The object has about 48 bytes, allocates nothing and may
+/// Blocks of up to 64 KiB reach the sink. The object has about 40 bytes, allocates nothing and may
 /// be copied; after finish() it is as new.
 ///
 ///     contentcoding::ascii85::Decoder decoder(contentcoding::ascii85::kFromMime);
@@ -153,12 +153,13 @@ private:
         kEnded,    // "~>"
     };
 
-    Result<void> decodeGroups(std::string_view& text, Window& out);
-    Result<void> takeOne(unsigned char c, Window& out);
-    Result<void> takeTilde();
-    Result<void> takeDigit(unsigned char c, Window& out);
-    Result<void> endGroup(Window& out);
-    Result<void> putGroup(std::uint32_t value, unsigned int size, Window& out);
+    // False, and the fault in `error`.
+    bool decodeGroups(std::string_view& text, Window& out, Error& error);
+    bool takeOne(unsigned char c, Window& out, Error& error);
+    bool takeTilde(Error& error);
+    bool takeDigit(unsigned char c, Window& out, Error& error);
+    bool endGroup(Window& out, Error& error);
+    bool putGroup(std::uint32_t value, unsigned int size, Window& out, Error& error);
 
     Accept m_accept;
     State m_state = State::kStart;

@@ -120,7 +120,7 @@ private:
 /// Decodes text that comes in pieces, cut anywhere: the bytes, or the fault, that decode() gives
 /// for all. Offsets of faults count from the start of the first piece.
 ///
-/// Blocks of up to 64 KiB reach the sink. The object has about 50 bytes, allocates nothing and may
+/// Blocks of up to 64 KiB reach the sink. The object has about 40 bytes, allocates nothing and may
 /// be copied; after finish() it is as new.
 ///
 ///     contentcoding::base32::Decoder decoder(contentcoding::base32::kFromMime);
@@ -143,10 +143,11 @@ private:
     CONTENTCODING_EXPORT Result<void> feedSink(Bytes piece, detail::SinkRef sink);
     CONTENTCODING_EXPORT Result<void> finishSink(detail::SinkRef sink);
 
-    Result<void> takeOne(unsigned char c, Window& out);
-    Result<void> takeDigit(unsigned char value, Window& out);
-    Result<void> takePad(Window& out);
-    Result<void> endGroup(Window& out);
+    // False, and the fault in `error`.
+    bool takeOne(unsigned char c, Window& out, Error& error);
+    bool takeDigit(unsigned char value, Window& out, Error& error);
+    bool takePad(Window& out, Error& error);
+    bool endGroup(Window& out, Error& error);
     bool isCut() const;
 
     Accept m_accept;

@@ -11,7 +11,7 @@
 /// and "l".
 ///
 /// Text is one number, so there are no streams, and time grows with the square of the length: 8 KB
-/// take milliseconds, a megabyte takes most of a minute. From about 128 bytes on, all functions
+/// take milliseconds, a megabyte takes most of a minute. From some 80 bytes on, all functions
 /// allocate about as much memory to work in as they read.
 
 namespace contentcoding::base58 {
@@ -26,7 +26,7 @@ struct Accept {
     /// Space, tab, CR and LF, anywhere. Else Fault::kForeignCharacter.
     bool whiteSpace = false;
     /// The longest text, in characters; 0: no limit. A longer one is Fault::kTooLong, at the first
-    /// character past it. The default takes some 10 milliseconds at worst, and is hundreds of times
+    /// character past it. The default takes some 20 milliseconds at worst, and is hundreds of times
     /// what addresses and keys have; encode() writes more for some 48,000 bytes and up.
     std::size_t maxSize = 65536;
 };

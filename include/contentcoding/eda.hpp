@@ -73,7 +73,7 @@ private:
 /// Decodes text that comes in pieces, cut anywhere: the bytes, or the fault, that decode() gives
 /// for all. Offsets of faults count from the start of the first piece.
 ///
-/// Blocks of up to 64 KiB reach the sink. The object has about 32 bytes, allocates nothing and may
+/// Blocks of up to 64 KiB reach the sink. The object has about 24 bytes, allocates nothing and may
 /// be copied; after finish() it is as new.
 ///
 ///     contentcoding::eda::Decoder decoder;
@@ -96,8 +96,9 @@ private:
     CONTENTCODING_EXPORT Result<void> feedSink(Bytes piece, detail::SinkRef sink);
     CONTENTCODING_EXPORT Result<void> finishSink(detail::SinkRef sink);
 
-    Result<void> takeOne(unsigned char c, Window& out);
-    Result<void> endGroup(Window& out);
+    // False, and the fault in `error`.
+    bool takeOne(unsigned char c, Window& out, Error& error);
+    bool endGroup(Window& out, Error& error);
 
     Accept m_accept;
     unsigned char m_count = 0;   // of characters of a group that is not whole yet

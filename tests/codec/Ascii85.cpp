@@ -128,6 +128,7 @@ TEST(Ascii85, TakesWhatIsAccepted) {
         {"\n z", {}, Error{kForeignCharacter, 0}},
         {"9jqo^\n z", {.whiteSpace = true}, "Man " + zeros},
         {"9jqo^\n z", kAnything, Error{kGroupTooLarge, 7}},
+        {"9jqo^\r\n \t 9jqo^z", kAnything, "Man Man " + zeros},
         {"zs8W-\"", {}, Error{kGroupTooLarge, 1}},
         {"s8W-", {}, Error{kGroupTooLarge, 0}},
         {"9jqo^x", kAnything, Error{kForeignCharacter, 5}},
