@@ -1,6 +1,7 @@
 #include <map>
 
 #include "contentcoding/base32.hpp"
+#include "support/BufferAccess.h"
 #include "tests/codec/FormatSupport.h"
 
 namespace {
@@ -155,4 +156,16 @@ TEST(Base32, TakesWhatIsAccepted) {
         {"CZ======", kStrictHex, Error{kForeignCharacter, 1}},
         {"cO======", kStrictHex, Error{kLowerCase, 0}},
     });
+}
+
+TEST(Base32, ReservesLittleForWhiteSpace) {
+    const std::string spaces = x(1 << 20, " \t\r\n");
+    for (const std::size_t groups : {0u, 1u, 1000u}) {
+        LogNull log;
+        DataBuffer bytes;
+        const std::string text = x(groups, "MZXW6YTB") + spaces;
+        EXPECT_TRUE(ContentCoding::decodeBase32(text.c_str(), bytes, log));
+        EXPECT_EQ(str(bytes), x(groups, "fooba"));
+        EXPECT_LT(contentcoding::BufferAccess::capacity(bytes), 11000 + 100 * groups);
+    }
 }
