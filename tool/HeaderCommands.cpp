@@ -49,8 +49,8 @@ bool choosesB(const EncodeOptions& options) {
 
 int codePageOf(const std::string& charset) {
     _zqCharset found;
-    found.setByName(charset.c_str());
-    if (found.getCodePage() == 0) throw Failure(kUsageError, "unknown charset: " + charset);
+    if (!found.setByName(charset.c_str()) || found.getCodePage() == 0)
+        throw Failure(kUsageError, "unknown charset: " + charset);
     return found.getCodePage();
 }
 
