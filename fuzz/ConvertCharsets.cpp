@@ -1,5 +1,5 @@
-// No bytes make a conversion between known charsets loop, or read or write out of bounds. The size
-// of the result is bounded by that of the bytes, and UTF-8 results are well-formed.
+// No bytes make a conversion from or to any known charset loop, or read or write out of bounds. The
+// size of the result is bounded by theirs, and resulting UTF-8 is well-formed.
 #include <span>
 
 #include "fuzz/Input.h"
@@ -9,8 +9,8 @@ namespace {
 
 constexpr int kUtf8 = 65001;
 
-// A byte becomes at most four units of UTF-16, and a unit at most four bytes with escapes around
-// them. A charset with states adds something at the end of a text, once.
+// A byte becomes at most four units of UTF-16, and a unit at most four bytes and the escapes around
+// them. A charset with states ends a text with one more escape.
 constexpr std::size_t kMostBytes = 64, kMostAtEnd = 16;
 
 int drawCodePage(Input& input) {
@@ -41,8 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     expect(converter.EncConvert(kUtf8, kUtf8, utf8.getData2(), utf8.getSize(), again, log));
     expect(viewOf(again) == viewOf(utf8));
 
-    // By way of UTF-8 the result is the same. But text of shifts alone has no characters: it may
-    // become what a text in the other charset starts with, while an empty text stays empty.
+    // A conversion by way of UTF-8 gives the same. A text of shifts alone has no characters: it may
+    // become the bytes with which a text in the other charset starts, whereas no bytes become none.
     again.clear();
     if (utf8.getSize() > 0)
         (void)converter.EncConvert(kUtf8, to, utf8.getData2(), utf8.getSize(), again, log);

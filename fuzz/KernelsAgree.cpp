@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "codec/Bytes.h"
 #include "codec/Base64.h"
+#include "codec/Bytes.h"
 #include "codec/kernels/Kernels.h"
 #include "fuzz/Input.h"
 

@@ -11,6 +11,7 @@
 #include <limits>
 #include <new>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -24,7 +25,7 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-// What charsets of one byte a character, ours and the library's, put for one that they lack.
+// What single-byte charsets, ours and the library's, write for a character that they lack.
 constexpr unsigned char kSubstitute = 0x1A;
 
 // The bytes to convert; those before `position` are done.
@@ -36,18 +37,18 @@ struct Input {
     unsigned int left() const { return size - position; }
 };
 
-// Where the first fault is. Both sides of a conversion report theirs, the target's later.
+// Where the first fault is. Both sides of a conversion add theirs, the source before the target.
 struct Faults {
     static constexpr unsigned int kNone = std::numeric_limits<unsigned int>::max();
 
-    // The offset of a byte is at most 2^32 - 2, which leaves kNone.
+    // The offset of a byte is at most 2^32 - 2, so it is never kNone.
     void add(unsigned int offset) { first = std::min(first, offset); }
     bool any() const { return first != kNone; }
 
     unsigned int first = kNone;
 };
 
-// Characters on their way from the one charset to the other.
+// Characters on their way from one charset to the other.
 struct Piece {
     static constexpr std::size_t kCapacity = 1024;
 
@@ -74,7 +75,7 @@ void fill(Input& in, Piece& piece, Faults& faults) {
 }
 
 template <unsigned int (*encode)(char32_t, unsigned char*)>
-bool drain(const Piece& piece, Faults& faults, DataBuffer& out) {
+[[nodiscard]] bool drain(const Piece& piece, Faults& faults, DataBuffer& out) {
     std::array<unsigned char, Piece::kCapacity * kMaxEncoded> block;
     unsigned int n = 0;
     for (unsigned int i = 0; i < piece.size; ++i) {
@@ -88,7 +89,7 @@ bool drain(const Piece& piece, Faults& faults, DataBuffer& out) {
     return out.append(block.data(), n);
 }
 
-// How a charset with a form of its own is read and written.
+// How a charset that needs no converter is read and written.
 struct Coder {
     void (*fill)(Input& in, Piece& piece, Faults& faults);
     bool (*drain)(const Piece& piece, Faults& faults, DataBuffer& out);
@@ -120,7 +121,7 @@ constexpr Coder coderOf(CharsetForm form) {
     return {};
 }
 
-// The form that a byte-order mark at the start tells; the mark is done with then.
+// The form that a byte-order mark at the start gives; the mark is skipped.
 CharsetForm formByMark(CharsetForm form, Input& in) {
     using enum CharsetForm;
     const auto takeMark = [&in](std::string_view mark) {
@@ -139,7 +140,7 @@ CharsetForm formByMark(CharsetForm form, Input& in) {
     return form;
 }
 
-// The library handles the start and the end of a text in HZ (RFC 1843) in ways of its own.
+// HZ (RFC 1843) needs care: see endsHzShort(), startHz() and TableWriter::drain().
 bool isHz(const UConverter* converter) { return ucnv_getType(converter) == UCNV_HZ; }
 
 // Reads through a converter of the library.
@@ -151,15 +152,19 @@ public:
         ucnv_setToUCallBack(m_converter, onIllFormed, this, nullptr, nullptr, &error);
     }
 
-    // The next characters; false when memory is short.
-    bool fill(Input& in, Piece& piece, Faults& faults);
+    // Reads the next characters; false when memory is short.
+    [[nodiscard]] bool fill(Input& in, Piece& piece, Faults& faults);
 
 private:
-    // A piece holds what comes of one step, and a surrogate that was left before.
+    // A piece holds the characters of one step and a surrogate left over from the step before.
     static constexpr std::size_t kUnits = Piece::kCapacity - 1;
 
-    // So few bytes that the units that they become have room: a table may make several of one.
-    static constexpr unsigned int kStep = kUnits / 4;
+    // A table may make several units of one byte, and some more of bytes of the step before.
+    static constexpr unsigned int kUnitsPerByte = 4;
+    static constexpr unsigned int kMoreUnits = 3;
+    static constexpr unsigned int kStep = (kUnits - kMoreUnits) / kUnitsPerByte;
+
+    static constexpr int32_t kNoOffset = -1;
 
     static void U_CALLCONV onIllFormed(const void* reader, UConverterToUnicodeArgs* args,
                                        const char* bytes, int32_t length,
@@ -171,19 +176,21 @@ private:
     std::array<UChar, kUnits> m_units;
     std::array<int32_t, kUnits> m_offsets;
     const UChar* m_firstFault = nullptr;  // where in m_units the step's first fault is
-    char32_t m_high = 0;                  // a high surrogate whose low one is yet to come, or 0
+    char32_t m_high = 0;                  // a high surrogate that waits for its low one, or 0
     unsigned int m_highOffset = 0;
     unsigned int m_pending = 0;  // bytes before the step that have not become characters yet
 };
 
-// Each ill-formed part becomes one U+FFFD, which is no fault where the input itself has it.
+// Each ill-formed part becomes one U+FFFD. The fault is noted here, because a U+FFFD that the input
+// itself contains is not one.
 void TableReader::onIllFormed(const void* reader, UConverterToUnicodeArgs* args, const char*,
                               int32_t, UConverterCallbackReason reason, UErrorCode* error) {
     if (reason > UCNV_IRREGULAR) return;  // a reset or the end of the converter
+    *error = U_ZERO_ERROR;
+    if (reason == UCNV_IRREGULAR) return;  // an escape that follows another: it has taken effect
     auto& self = *static_cast<TableReader*>(const_cast<void*>(reader));
     if (!self.m_firstFault) self.m_firstFault = args->target;
     constexpr UChar kUnit = kReplacement;
-    *error = U_ZERO_ERROR;
     ucnv_cbToUWriteUChars(args, &kUnit, 1, 0, error);
 }
 
@@ -196,16 +203,19 @@ bool TableReader::fill(Input& in, Piece& piece, Faults& faults) {
     const UBool flush = end && !isHz(m_converter) ? 1 : 0;
     UErrorCode error = U_ZERO_ERROR;
     m_firstFault = nullptr;
+    const auto offsets = std::span(m_offsets).first(step * kUnitsPerByte + kMoreUnits);
+    std::fill(offsets.begin(), offsets.end(), kNoOffset);
     ucnv_toUnicode(m_converter, &target, target + kUnits, &source, begin + step, m_offsets.data(),
                    flush, &error);
     if (U_FAILURE(error) && error != U_BUFFER_OVERFLOW_ERROR) return false;
 
-    // A character has a negative offset when its first bytes came with an earlier step.
+    // A character has a negative offset if its first bytes came with an earlier step. Some
+    // converters give none at all, or wrong ones, which the input bounds.
     const auto offsetOf = [&](const UChar* unit) {
-        if (unit == target) return in.position;
-        const auto offset = m_offsets[static_cast<std::size_t>(unit - m_units.data())];
-        return offset < 0 ? in.position - m_pending
-                          : in.position + static_cast<unsigned int>(offset);
+        const auto i = static_cast<std::size_t>(unit - m_units.data());
+        const int32_t offset = unit == target ? 0 : i < offsets.size() ? offsets[i] : kNoOffset;
+        if (offset < 0) return in.position - std::min(m_pending, in.position);
+        return std::min(in.position + static_cast<unsigned int>(offset), in.size - 1);
     };
     if (m_firstFault) faults.add(offsetOf(m_firstFault));
     for (const UChar* unit = m_units.data(); unit != target; ++unit)
@@ -221,9 +231,10 @@ bool TableReader::fill(Input& in, Piece& piece, Faults& faults) {
     return true;
 }
 
-// Whether a text in HZ ends within a character or an escape, which is after its first byte. The
-// library drops that byte without a word. After a whole text a line that goes on means nothing and
-// "." is itself or half a character; after half a text they become more, or a fault.
+// Whether a text in HZ ends within a character or an escape, that is, after its first byte. The
+// library silently drops that byte. The probe shows it: after a complete text, "~" and a line end
+// mean nothing and "." is itself or half a character; after an incomplete one they give more than
+// one unit, or a fault.
 bool TableReader::endsHzShort() {
     constexpr std::string_view probe = "~\n.";
     const char* source = probe.data();
@@ -235,7 +246,7 @@ bool TableReader::endsHzShort() {
     return m_firstFault || target - m_units.data() > 1;
 }
 
-// Some charsets can write single surrogates, which are no characters.
+// Some charsets can encode single surrogates, which are not characters.
 void TableReader::addUnit(UChar unit, unsigned int offset, Piece& piece, Faults& faults) {
     const char32_t high = std::exchange(m_high, 0);
     if (high != 0 && isLowSurrogate(unit)) {
@@ -262,7 +273,7 @@ public:
     }
 
     // Appends the piece; false when memory is short.
-    bool drain(const Piece& piece, Faults& faults, DataBuffer& out);
+    [[nodiscard]] bool drain(const Piece& piece, Faults& faults, DataBuffer& out);
 
 private:
     static void U_CALLCONV onUnmapped(const void* writer, UConverterFromUnicodeArgs* args,
@@ -272,16 +283,16 @@ private:
 
     void startHz();
     void addUnit(char32_t unit, unsigned int offset);
-    bool write(UBool flush, unsigned int extra, DataBuffer& out);
+    [[nodiscard]] bool write(UBool flush, unsigned int extra, DataBuffer& out);
 
-    // A character takes two units at most; one is for the end of HZ.
+    // A character takes at most two units; one more is for the end of HZ.
     static constexpr std::size_t kUnits = 2 * Piece::kCapacity + 1;
 
     UConverter* m_converter;
     std::array<UChar, kUnits> m_units;
     std::array<unsigned int, kUnits> m_offsets;
     unsigned int m_size = 0;
-    unsigned int m_lastOffset = 0;  // of the piece before
+    unsigned int m_lastOffset = 0;  // of the last unit of the piece before
     Faults* m_faults = nullptr;
 };
 
@@ -295,8 +306,8 @@ void TableWriter::onUnmapped(const void* writer, UConverterFromUnicodeArgs* args
     ucnv_cbFromUWriteSub(args, 0, error);
 }
 
-// The library looks ahead in a copy of its own where a table has sequences of characters; the fault
-// is then after the piece before.
+// Where a table maps sequences of characters, the library keeps units of the piece before in a
+// buffer of its own. A fault there counts as one of that piece's last unit.
 unsigned int TableWriter::offsetBefore(const UChar* end, int32_t length) const {
     const UChar* const begin = m_units.data();
     const std::less_equal<> notAfter;
@@ -304,8 +315,8 @@ unsigned int TableWriter::offsetBefore(const UChar* end, int32_t length) const {
     return m_offsets[static_cast<std::size_t>(end - begin - length)];
 }
 
-// The library writes "~}" before the first ASCII letter of a text, where no "~{" has gone before.
-// It does so here, and nobody sees it.
+// The library writes "~}" before the first ASCII letter of a text, although no "~{" precedes it.
+// Here it does so into a buffer that is discarded.
 void TableWriter::startHz() {
     constexpr UChar letter = 'A';
     const UChar* source = &letter;
@@ -325,8 +336,8 @@ bool TableWriter::drain(const Piece& piece, Faults& faults, DataBuffer& out) {
         addUnit(c < 0x10000 ? c : highSurrogateOf(c), piece.offsets[i]);
         if (c >= 0x10000) addUnit(lowSurrogateOf(c), piece.offsets[i]);
     }
-    // The library leaves HZ in the state that it is in. A letter more brings the end of the state;
-    // the letter itself, the last byte of all, is not passed on.
+    // The library does not return to ASCII at the end of a text in HZ. One more letter makes it do
+    // so; the letter itself, the last byte of all, is not appended.
     const unsigned int extra = piece.last && isHz(m_converter) ? 1 : 0;
     if (extra > 0) addUnit('A', m_lastOffset);
     return write(piece.last ? 1 : 0, extra, out);
@@ -337,7 +348,7 @@ void TableWriter::addUnit(char32_t unit, unsigned int offset) {
     m_offsets[m_size++] = offset;
 }
 
-// Appends what the units become, without the last `extra` bytes.
+// Converts and appends the units, without the last `extra` bytes of the result.
 bool TableWriter::write(UBool flush, unsigned int extra, DataBuffer& out) {
     const UChar* source = m_units.data();
     const UChar* const limit = source + m_size;
@@ -355,9 +366,9 @@ bool TableWriter::write(UBool flush, unsigned int extra, DataBuffer& out) {
     return U_SUCCESS(error);
 }
 
-enum class Outcome { Converted, WithFaults, UnknownCharset, NoMemory };
+enum class [[nodiscard]] Outcome{Converted, WithFaults, UnknownCharset, NoMemory};
 
-// A converter of the library, kept until another is needed.
+// A converter of the library, kept open until another is needed.
 class ConverterSlot {
 public:
     ConverterSlot() = default;
@@ -365,7 +376,7 @@ public:
     ConverterSlot(const ConverterSlot&) = delete;
     ConverterSlot& operator=(const ConverterSlot&) = delete;
 
-    // Opens the converter of that name, which lives for ever, unless it is the open one.
+    // Opens the converter of that name unless it is open already. `name` is never freed.
     Outcome open(const char* name) {
         if (m_converter && m_name == name) return Outcome::Converted;
         ucnv_close(m_converter);
@@ -385,7 +396,7 @@ private:
 
 }  // namespace
 
-// One for each side, since the shift states of reading and writing may share their place.
+// One for each side, because a converter may keep its states of reading and writing in one place.
 struct OpenConverters {
     ConverterSlot source;
     ConverterSlot target;
@@ -395,7 +406,7 @@ namespace {
 
 using OpenPointer = std::unique_ptr<OpenConverters>;
 
-// A number as it is written, without an allocation.
+// A number in decimal digits, without an allocation.
 class Decimal {
 public:
     explicit Decimal(long long n)
@@ -409,7 +420,7 @@ private:
     const char* m_end;
 };
 
-// Logs the words as one line; nothing when there is no memory for it.
+// Logs the words as one line; nothing when memory is short.
 void logLine(std::initializer_list<std::string_view> words, LogBase& log) {
     StringBuffer line;
     for (const auto word : words) {
@@ -423,7 +434,7 @@ Outcome unknownCodePage(int codePage, LogBase& log) {
     return Outcome::UnknownCharset;
 }
 
-// A text from one charset to another, piece by piece.
+// Converts one text, piece by piece.
 class Conversion {
 public:
     Conversion(const Charset& from, const Charset& to, const unsigned char* data, unsigned int n)
@@ -437,16 +448,16 @@ public:
 
 private:
     Outcome openTables(OpenPointer& open);
-    bool convertPieces(DataBuffer& out);
-    bool fill(Piece& piece);
+    [[nodiscard]] bool convertPieces(DataBuffer& out);
+    [[nodiscard]] bool fill(Piece& piece);
 
     const Charset m_from;
     const Charset m_to;
     Input m_in;
     const Coder m_source;
     const Coder m_target;
-    std::optional<TableReader> m_reader;  // where the source has no coder
-    std::optional<TableWriter> m_writer;  // where the target has none
+    std::optional<TableReader> m_reader;  // if the source has no coder
+    std::optional<TableWriter> m_writer;  // if the target has none
     Faults m_faults;
 };
 

@@ -1,18 +1,18 @@
 #ifndef SUPPORT_CHARSETFORMS_H
 #define SUPPORT_CHARSETFORMS_H
 
-// Private: the charsets that need no converter, one character at a time.
+// Private: the charsets that are converted without the library, one character at a time.
 
 #include <string_view>
 
 namespace contentcoding {
 
-// No character: stands for an ill-formed part of the input.
+// Stands for an ill-formed part of the input; not a character.
 constexpr char32_t kIllFormed = 0xFFFFFFFF;
 
 struct Decoded {
     char32_t character;
-    unsigned int length;  // the bytes that it was made of; at least 1
+    unsigned int length;  // in bytes; at least 1
 };
 
 constexpr bool isHighSurrogate(char32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
@@ -34,8 +34,8 @@ constexpr std::u16string_view kLatin10 =
     u"đńòóôőöśűùúûüęțÿ";           // F0
 static_assert(kLatin10.size() == 0x100 - kLatin10First);
 
-// Each decode function takes the first character of the `n` bytes at `p`, `n` at least 1. What is
-// ill-formed is taken up to the first byte that cannot go on with it.
+// Each decode function reads the first character of the `n` bytes at `p`; `n` is at least 1. An
+// ill-formed part ends before the first byte that cannot continue it.
 
 template <unsigned char Last>
 constexpr Decoded decodeByte(const unsigned char* p, unsigned int) {
@@ -47,8 +47,8 @@ constexpr Decoded decodeLatin10(const unsigned char* p, unsigned int) {
     return {c < kLatin10First ? c : kLatin10[c - kLatin10First], 1};
 }
 
-// The well-formed sequences are those of the Unicode Standard's table 3-7: only the second byte
-// has bounds of its own, after four of the lead bytes.
+// The well-formed sequences are those of table 3-7 of the Unicode Standard: after four of the lead
+// bytes the second byte has narrower bounds.
 constexpr Decoded decodeUtf8(const unsigned char* p, unsigned int n) {
     const unsigned char lead = *p;
     if (lead < 0x80) return {lead, 1};
@@ -66,7 +66,7 @@ constexpr Decoded decodeUtf8(const unsigned char* p, unsigned int n) {
     return {c, trailing + 1};
 }
 
-// The number in the `Width` bytes at `p`.
+// The number stored in the `Width` bytes at `p`.
 template <unsigned int Width, bool BigEndian>
 constexpr char32_t loadUnit(const unsigned char* p) {
     char32_t unit = 0;
@@ -87,7 +87,7 @@ constexpr Decoded decodeUtf16(const unsigned char* p, unsigned int n) {
     const char32_t unit = loadUnit<2, BigEndian>(p);
     if (isLowSurrogate(unit)) return {kIllFormed, 2};
     if (!isHighSurrogate(unit)) return {unit, 2};
-    if (n < 4) return {kIllFormed, n};  // a pair that the end cuts is one part
+    if (n < 4) return {kIllFormed, n};  // a pair cut by the end is one part
     const char32_t low = loadUnit<2, BigEndian>(p + 2);
     if (!isLowSurrogate(low)) return {kIllFormed, 2};
     return {joinSurrogates(unit, low), 4};
@@ -101,8 +101,8 @@ constexpr Decoded decodeUtf32(const unsigned char* p, unsigned int n) {
     return {character ? c : kIllFormed, 4};
 }
 
-// Each encode function writes the character `c`, in at most 4 bytes, and returns their number; 0,
-// and nothing written, when the charset lacks the character.
+// Each encode function writes the character `c` and returns its length in bytes, or writes nothing
+// and returns 0 if the charset lacks the character.
 constexpr unsigned int kMaxEncoded = 4;
 
 template <unsigned char Last>

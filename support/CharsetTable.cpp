@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <charconv>
+#include <cstdint>
 
 #include "support/Ascii.h"
 #include "support/Charset.h"
@@ -15,8 +17,10 @@ namespace {
 
 using enum CharsetForm;
 
-// By code page. Names that the conversion library maps to the same converter need no alias here;
-// aliases stand where they are frequent, or where the library's choice is not the Windows one.
+// By code page. A name that the conversion library maps to the same converter needs no alias here.
+// The aliases are frequent names, which are found faster here, names that the library lacks, and
+// names for which the library's choice is not that of Windows. The usual names of GB 2312 denote
+// GBK, which contains it.
 constexpr Charset kCharsets[] = {
     {37, Table, "IBM037", "ibm-37_P100-1995"},
     {437, Table, "IBM437", "ibm-437_P100-1995"},
@@ -42,7 +46,7 @@ constexpr Charset kCharsets[] = {
     {875, Table, "cp875", "ibm-875_P100-1995"},
     {932, Table, "Shift_JIS", "ibm-943_P15A-2003",
      "sjis xsjis mskanji csshiftjis windows31j cswindows31j ms932"},
-    {936, Table, "GBK", "windows-936-2000", "gb2312 csgb2312 xgbk ms936"},
+    {936, Table, "GBK", "windows-936-2000", "gb2312 csgb2312 eucgb2312cn cngb xgbk ms936"},
     {949, Table, "ks_c_5601-1987", "windows-949-2000",
      "ksc56011989 ksc5601 csksc56011987 korean uhc ms949"},
     {950, Table, "Big5", "windows-950-2000", "big5eten csbig5 xbig5 xxbig5 cnbig5 ms950"},
@@ -121,7 +125,7 @@ constexpr Charset kCharsets[] = {
     {65001, Utf8, "UTF-8", "UTF-8", "unicode11utf8 unicode20utf8 xunicode20utf8"},
 };
 
-// Their numbers are those of the forms that they have when somebody asks for a number.
+// Their numbers are those of the little-endian forms.
 constexpr Charset kMarkedCharsets[] = {
     {1200, Utf16Marked, "UTF-16", "UTF-16"},
     {12000, Utf32Marked, "UTF-32", "UTF-32"},
@@ -132,17 +136,35 @@ constexpr const Charset& row(std::size_t i) {
     return i < std::size(kCharsets) ? kCharsets[i] : kMarkedCharsets[i - std::size(kCharsets)];
 }
 
-static_assert(std::is_sorted(std::begin(kCharsets), std::end(kCharsets),
-                             [](auto& a, auto& b) { return a.codePage <= b.codePage; }));
+// Each number stands once, in ascending order.
+static_assert(std::adjacent_find(std::begin(kCharsets), std::end(kCharsets), [](auto& a, auto& b) {
+                  return a.codePage >= b.codePage;
+              }) == std::end(kCharsets));
 
 constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
 constexpr bool isLetter(char c) { return toLowerAscii(c) >= 'a' && toLowerAscii(c) <= 'z'; }
 
-// The conversion library's limit for a name, with the terminator.
+// The conversion library's limit for a name, including the terminator.
 constexpr std::size_t kNameCapacity = UCNV_MAX_CONVERTER_NAME_LENGTH;
 
-// A name as names are compared: small letters and digits, no zeros at the start of a number.
-// Empty for what is no name.
+constexpr char kPunctuation = '-', kForbidden = '\0';
+
+// What each byte of a name is in a key: a lower-case letter or a digit, or one of the above. The
+// library understands more in a name, such as options after a comma, which does not belong to it.
+constexpr auto kKeyCharacters = [] {
+    std::array<char, 0x100> characters{};
+    for (const char c : std::string_view("-_.:+()"))
+        characters[static_cast<unsigned char>(c)] = kPunctuation;
+    for (unsigned char b = 0; b < 0x80; ++b) {
+        const char c = static_cast<char>(b);
+        if (isLetter(c) || isDigit(c)) characters[b] = toLowerAscii(c);
+    }
+    return characters;
+}();
+static_assert(kKeyCharacters['Z'] == 'z' && kKeyCharacters[','] == kForbidden);
+
+// A name as names are compared: lower-case letters and digits, without zeros at the start of a
+// number. Empty for a text that is not a name.
 struct NameKey {
     std::array<char, kNameCapacity> text{};
     std::size_t length = 0;
@@ -150,11 +172,14 @@ struct NameKey {
     constexpr explicit NameKey(std::string_view name) {
         if (name.size() >= kNameCapacity) return;
         for (std::size_t i = 0; i < name.size(); ++i) {
-            const bool zeroBeforeNumber = name[i] == '0' && i + 1 < name.size() &&
-                                          isDigit(name[i + 1]) &&
+            const char c = kKeyCharacters[static_cast<unsigned char>(name[i])];
+            if (c == kForbidden) {
+                length = 0;
+                return;
+            }
+            const bool zeroBeforeNumber = c == '0' && i + 1 < name.size() && isDigit(name[i + 1]) &&
                                           (length == 0 || !isDigit(text[length - 1]));
-            if ((isLetter(name[i]) || isDigit(name[i])) && !zeroBeforeNumber)
-                text[length++] = toLowerAscii(name[i]);
+            if (c != kPunctuation && !zeroBeforeNumber) text[length++] = c;
         }
     }
     constexpr std::string_view view() const { return {text.data(), length}; }
@@ -168,7 +193,8 @@ struct IndexEntry {
     constexpr std::string_view view() const { return {text.data(), length}; }
 };
 
-// Calls `visit` with every name of every row, as names are compared, and the row.
+// Calls `visit` with every name of every row, in the form in which names are compared, and the
+// index of the row.
 template <class Visit>
 constexpr void forEachName(Visit visit) {
     for (std::size_t i = 0; i < kRowCount; ++i) {
@@ -188,7 +214,7 @@ constexpr auto kNameCount = [] {
     return count;
 }();
 
-// All names in their order, each with its row.
+// All names in ascending order, each with the index of its row.
 constexpr auto kIndex = [] {
     std::array<IndexEntry, kNameCount> index{};
     auto* entry = index.data();
@@ -203,15 +229,24 @@ constexpr auto kIndex = [] {
     return index;
 }();
 
-// Neither name nor alias denotes two charsets.
+// Aliases are looked up as they stand, so one that is not its own key would never match.
+static_assert([] {
+    bool matched = true;
+    forEachName([&](std::string_view name, std::size_t) {
+        matched = matched && !name.empty() && NameKey(name).view() == name;
+    });
+    return matched;
+}());
+
+// No name or alias denotes two charsets.
 static_assert(std::adjacent_find(kIndex.begin(), kIndex.end(), [](auto& a, auto& b) {
                   return a.view() == b.view();
               }) == kIndex.end());
 static_assert(kRowCount <= 0xFF);
 
-// The charset "cp936" or "windows-936", for any number in the table.
+// The charset "cp936", "windows-936", "win-936" or "x-cp936", for any number in the table.
 std::optional<Charset> findNumbered(std::string_view key) {
-    for (const std::string_view prefix : {"cp", "windows"}) {
+    for (const std::string_view prefix : {"cp", "windows", "win", "xcp"}) {
         if (!key.starts_with(prefix)) continue;
         int number = 0;
         const auto end = key.data() + key.size();
@@ -221,8 +256,8 @@ std::optional<Charset> findNumbered(std::string_view key) {
     return std::nullopt;
 }
 
-// The charset that the conversion library knows by `name`. Of rows with the same converter the
-// last is meant, since it is the one with the usual number.
+// The charset that the conversion library knows by `name`. Of rows with the same converter it is
+// the last, the one with the usual number.
 std::optional<Charset> findInLibrary(std::string_view name) {
     char terminated[kNameCapacity] = {};
     name.copy(terminated, kNameCapacity - 1);
@@ -235,15 +270,88 @@ std::optional<Charset> findInLibrary(std::string_view name) {
     return Charset{0, Table, converter, converter};
 }
 
-constexpr std::string_view trimmed(std::string_view name) {
-    constexpr std::string_view blanks = " \t";
-    const auto begin = std::min(name.find_first_not_of(blanks), name.size());
-    return name.substr(begin, name.find_last_not_of(blanks) + 1 - begin);
+enum class Opening : unsigned char { Unknown, Succeeds, Fails };
+
+// What is remembered of one converter. Several threads may find out the same thing at once. No
+// other memory depends on it, so relaxed access is enough.
+struct Remembered {
+    std::atomic<const char*> converter;
+    std::atomic<Opening> opening;
+};
+
+// Room for all converters: ICU 72 and the table have fewer than 500 together. If all entries were
+// taken, the other converters would be opened at each look-up.
+constinit std::array<Remembered, 1024> remembered{};
+
+// The entry of a converter, which is taken for it if there is none yet; null if all are taken.
+Remembered* rememberedOf(const char* converter) {
+    constexpr std::size_t count = remembered.size();
+    const std::size_t first = reinterpret_cast<std::uintptr_t>(converter) / 4;
+    for (std::size_t i = 0; i < count; ++i) {
+        Remembered& entry = remembered[(first + i) % count];
+        const char* there = entry.converter.load(std::memory_order_relaxed);
+        if (!there &&
+            entry.converter.compare_exchange_strong(there, converter, std::memory_order_relaxed))
+            return &entry;
+        if (there == converter) return &entry;
+    }
+    return nullptr;
 }
 
-constexpr bool isNameCharacter(char c) {
-    return isLetter(c) || isDigit(c) ||
-           std::string_view("-_.:+()").find(c) != std::string_view::npos;
+Opening tryToOpen(const char* converter) {
+    UErrorCode error = U_ZERO_ERROR;
+    UConverter* const opened = ucnv_open(converter, &error);
+    if (opened) {
+        ucnv_close(opened);
+        return Opening::Succeeds;
+    }
+    return error == U_MEMORY_ALLOCATION_ERROR ? Opening::Unknown : Opening::Fails;
+}
+
+// Whether the charset can be converted: the library knows names of converters whose tables are not
+// installed. The answer is remembered for each converter, not for each spelling, so that memory is
+// bounded however many names are looked up. A charset that could not be opened because memory is
+// short counts as convertible, and the next look-up tries again.
+[[nodiscard]] bool canBeConverted(const Charset& charset) {
+    if (charset.form != Table) return true;
+    Remembered* const entry = rememberedOf(charset.converter);
+    Opening opening = entry ? entry->opening.load(std::memory_order_relaxed) : Opening::Unknown;
+    if (opening == Opening::Unknown) {
+        opening = tryToOpen(charset.converter);
+        if (entry) entry->opening.store(opening, std::memory_order_relaxed);
+    }
+    return opening != Opening::Fails;
+}
+
+constexpr std::string_view trimmed(std::string_view name) {
+    constexpr std::string_view spaceAndTab = " \t";
+    const auto begin = std::min(name.find_first_not_of(spaceAndTab), name.size());
+    return name.substr(begin, name.find_last_not_of(spaceAndTab) + 1 - begin);
+}
+
+constexpr bool isLanguageCharacter(char c) { return isLetter(c) || isDigit(c) || c == '-'; }
+
+// The name before a language; empty if the text after "*" is not one.
+constexpr std::string_view withoutLanguage(std::string_view name) {
+    name = trimmed(name);
+    const auto star = name.find('*');
+    if (star == std::string_view::npos) return name;
+    const std::string_view language = name.substr(star + 1);
+    return std::all_of(language.begin(), language.end(), isLanguageCharacter)
+               ? trimmed(name.substr(0, star))
+               : std::string_view();
+}
+
+// The charset of that name, whether or not its converter opens.
+std::optional<Charset> findNamed(std::string_view name) {
+    const NameKey key(name);
+    if (key.length == 0) return std::nullopt;
+    const auto found =
+        std::lower_bound(kIndex.begin(), kIndex.end(), key.view(),
+                         [](const IndexEntry& entry, auto text) { return entry.view() < text; });
+    if (found != kIndex.end() && found->view() == key.view()) return row(found->row);
+    if (auto numbered = findNumbered(key.view())) return numbered;
+    return findInLibrary(name);
 }
 
 }  // namespace
@@ -257,17 +365,9 @@ std::optional<Charset> findCharset(int codePage) {
 }
 
 std::optional<Charset> findCharset(std::string_view name) {
-    name = trimmed(name.substr(0, name.find('*')));
-    // What else the library understands, such as options after a comma, is no part of a name.
-    if (!std::all_of(name.begin(), name.end(), isNameCharacter)) return std::nullopt;
-    const NameKey key(name);
-    if (key.length == 0) return std::nullopt;
-    const auto found =
-        std::lower_bound(kIndex.begin(), kIndex.end(), key.view(),
-                         [](const IndexEntry& entry, auto text) { return entry.view() < text; });
-    if (found != kIndex.end() && found->view() == key.view()) return row(found->row);
-    if (auto numbered = findNumbered(key.view())) return numbered;
-    return findInLibrary(name);
+    auto found = findNamed(withoutLanguage(name));
+    if (found && !canBeConverted(*found)) found.reset();
+    return found;
 }
 
 std::span<const KnownCharset> knownCharsets() {

@@ -1,14 +1,14 @@
 #ifndef SUPPORT_CHARSETTABLE_H
 #define SUPPORT_CHARSETTABLE_H
 
-// Private: the charsets that are known, and how one is found.
+// Private: the known charsets, and how to find one.
 
 #include <optional>
 #include <string_view>
 
 namespace contentcoding {
 
-// How a charset is converted: by code of our own (CharsetForms.h), or by a table of the library.
+// How a charset is converted: by our own code (CharsetForms.h) or by a converter of the library.
 enum class CharsetForm : unsigned char {
     Table,
     Ascii,
@@ -19,22 +19,23 @@ enum class CharsetForm : unsigned char {
     Utf16Be,
     Utf32Le,
     Utf32Be,
-    Utf16Marked,  // in the order that the byte-order mark tells
+    Utf16Marked,  // in the order that the byte-order mark gives
     Utf32Marked,
 };
 
 struct Charset {
     int codePage;
     CharsetForm form;
-    const char* name;          // the preferred one for MIME
+    const char* name;          // the preferred MIME name
     const char* converter;     // the conversion library's own name for it
-    const char* aliases = "";  // separated by blanks, in lower case and without punctuation
+    const char* aliases = "";  // separated by spaces, in lower case and without punctuation
 };
 
-// The charset of that number or name; none when there is none. A charset that only the conversion
-// library knows has code page 0 and the library's name for it.
-std::optional<Charset> findCharset(int codePage);
-std::optional<Charset> findCharset(std::string_view name);
+// The charset of that number or name, if there is one. A charset that only the conversion library
+// knows has code page 0 and the library's name. By name only charsets are found that can be
+// converted: the first look-up of each opens its converter.
+[[nodiscard]] std::optional<Charset> findCharset(int codePage);
+[[nodiscard]] std::optional<Charset> findCharset(std::string_view name);
 
 }  // namespace contentcoding
 

@@ -48,8 +48,7 @@ bool choosesB(const EncodeOptions& options) {
 
 int codePageOf(const std::string& charset) {
     _zqCharset found;
-    found.setByName(charset.c_str());
-    if (found.getCodePage() == 0)
+    if (!found.setByName(charset.c_str()) || found.getCodePage() == 0)
         throw Failure(kUsageError, "unknown charset: " + visible(charset));
     return found.getCodePage();
 }

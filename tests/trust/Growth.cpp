@@ -105,13 +105,14 @@ void convert(const std::string& text) {
     LogNull log;
     EncodingConvert converter;
     for (const int codePage : {65000, 50220, 932, 54936, 1200})
-        converter.EncConvert(codePage, 65001, reinterpret_cast<const unsigned char*>(text.data()),
-                             size32(text), out, log);
+        (void)converter.EncConvert(codePage, 65001,
+                                   reinterpret_cast<const unsigned char*>(text.data()),
+                                   size32(text), out, log);
 }
 
 void decodePercents(const std::string& text) {
     StringBuffer value(text);
-    _zqUrlEncode::urlDecodeSb(value);
+    (void)_zqUrlEncode::urlDecodeSb(value);
 }
 
 const Case kCases[] = {

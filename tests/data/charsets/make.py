@@ -2,15 +2,15 @@
 """Writes vectors.txt: one line for each charset, with its name, bytes, and the same text in UTF-8.
 
 The text is made by Python's codecs; where Python has none, by the iconv command of the C library.
-A table of single bytes is there whole, of another charset a sample. Characters
-that do not come back from the bytes that they become are left out, and so are those below.
+Single-byte charsets are complete, of the others there is a sample. Characters
+that do not survive a round trip are left out, and so are those listed below.
 """
 import pathlib
 import subprocess
 
-# Left out: the characters that Python or iconv and the tables in use map differently, and why.
+# Left out: characters that Python or iconv map in another way than the tables in use, and why.
 LEFT_OUT = {
-    # The tables have the graphic set's order of the controls SUB, FS and DEL.
+    # The tables permute the controls SUB, FS and DEL, as IBM's graphic set does.
     "dos": "\x1a\x1c\x7f",
     # E6 is the Greek letter in IBM's tables, the micro sign in Python's.
     "dos-mu": "\u00b5",
@@ -46,7 +46,7 @@ LEFT_OUT_BYTES = {
     "Big5": lambda b: 0xC6A1 <= int.from_bytes(b, "big") <= 0xC8FE or b[0] >= 0xF9 or len(b) < 2,
     # Rows 9 to 15 have NEC's and IBM's characters, which Python writes through JIS X 0212.
     "EUC-JP": lambda b: b[0] == 0x8F,
-    # Syllables without a code of their own, spelt by letters in Python.
+    # Syllables without a code of their own: Python writes their letters.
     "EUC-KR": lambda b: len(b) > 2,
 }
 
