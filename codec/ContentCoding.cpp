@@ -1,6 +1,7 @@
 #include "codec/ContentCoding.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -72,6 +73,7 @@ struct Tail {
 
 bool appendBase64Text(base64::Encoder encoder, const void* data, unsigned int len,
                       std::string_view end, StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     const auto sizes = encoder.sizesOf(len);
     const std::uint64_t size = std::uint64_t{sizes.all()} + end.size();
     char* const text = size <= kMaxSize
@@ -153,6 +155,7 @@ quoted_printable::Encoder qpEncoder(unsigned int lineLength) {
 // Of the blocks only the last one's result is looked at.
 template <class Encoder>
 bool appendEscaped(Encoder encoder, const void* data, unsigned int len, StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     BufferWindow<StringBuffer, kQpBlock> window(out, Blocks::of(kQpBlock).goingOn());
     return encoder.writeAll({data, len}, window) && window.finish();
 }
@@ -277,6 +280,7 @@ bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int len, DataBuf
 }
 
 bool ContentCoding::appendBase64(StringBuffer& out, const char* text) {
+    assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     const unsigned int len = zqStrLen(text);
     if (len == 0) return true;
     unsigned int decodedLen = 0;
@@ -333,6 +337,7 @@ bool ContentCoding::encodeQpToOutput(const void* data, unsigned int len, _zqOutp
 
 bool ContentCoding::decodeQuotedPrintable(const char* text, unsigned int len,
                                           DataBuffer& out) const {
+    assert(BufferAccess::isApart(out, text, len));
     if (!text || len == 0) return false;
     const void* const nul = std::memchr(text, '\0', len);
     if (nul) len = static_cast<unsigned int>(static_cast<const char*>(nul) - text);
@@ -350,6 +355,7 @@ bool ContentCoding::encodeDkimQuotedPrintable(const void* data, unsigned int len
 }
 
 bool ContentCoding::decodeDkimQuotedPrintable(const char* text, unsigned int len, DataBuffer& out) {
+    assert(BufferAccess::isApart(out, text, len));
     if (!text || len == 0) return true;
     BufferWindow<DataBuffer, kQpBlock> window(out, Blocks::of(kQpBlock));
     dkim::Decoder decoder(dkim::Decoder::Legacy{});
@@ -360,6 +366,7 @@ unsigned int ContentCoding::computeBase32Size(unsigned int n) { return (n + 4) /
 
 bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int len,
                                         StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     const Bytes bytes(data, len);
     BufferWindow<StringBuffer, kBase32FlushChars + 1> window(out, Blocks::above(kBase32FlushChars));
     (void)window.expect(base32::encodedSize(bytes.size()));
@@ -368,6 +375,7 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
 }
 
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     constexpr std::size_t kFirstPart = 4096, kGrowth = 8;
     std::string_view rest(text ? text : "");
     BufferWindow<DataBuffer, kBase32FlushBytes + 1> window(out, Blocks::above(kBase32FlushBytes));
@@ -384,6 +392,7 @@ bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
 }
 
 bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, data, len));
     base58::ToText text({data, len});
     const base58::Work work(text.workSize());
     if (!work || !text.convert(work.get())) return false;
@@ -392,6 +401,7 @@ bool ContentCoding::encodeBase58(const void* data, unsigned int len, StringBuffe
 }
 
 bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log) {
+    assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     base58::ToBytes bytes(text, base58::kAnything);
     const base58::Work work(bytes.workSize());
     if (!work) return false;
@@ -408,6 +418,7 @@ bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log
 }
 
 bool ContentCoding::encodeAscii85(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
+    assert(BufferAccess::isApart(out, data, len));
     BufferWindow<StringBuffer, kAscii85Flush + 1> window(out, Blocks::above(kAscii85Flush));
     ascii85::Encoder encoder;
     return encoder.write({data, len}, window) && encoder.end(window) && window.finish();
@@ -429,6 +440,7 @@ bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, Log
 }
 
 bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& out) {
+    assert(BufferAccess::isApart(out, data, len));
     BufferWindow<StringBuffer, kEdaFlush + 1> window(out, Blocks::above(kEdaFlush).goingOn());
     eda::Encoder encoder;
     (void)(encoder.write({data, len}, window) && encoder.end(window) && window.finish());
@@ -436,6 +448,7 @@ bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& 
 }
 
 bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& out) {
+    assert(BufferAccess::isApart(out, text, len));
     const Bytes all(text, len);
     // Without room for all whole groups, as many as there is room for.
     BufferWindow<DataBuffer, kEdaGroupBytes> window(out, Blocks::of(kEdaGroupBytes).goingOn());

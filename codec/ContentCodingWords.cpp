@@ -74,7 +74,7 @@ constexpr const char* kMarkers[] = {"?Q?", "?B?", "?q?", "?b?"};
 // How much of the data is searched for a marker.
 constexpr std::size_t kSearchedBytes = 100;
 
-// The charsets whose words are B-encoded: Q would escape most of their bytes.
+// The charsets whose words are B-encoded.
 constexpr std::string_view kBCharsets[] = {
     "shift_jis",   "shift-jis",    "Windows-31J", "iso-2022-jp",  "euc-jp",  "euc-kr",
     "iso-2022-kr", "gb2312",       "gbk",         "hz-gb-2312",   "euc-cn",  "cp-936",

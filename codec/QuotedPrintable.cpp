@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 #include "codec/Alphabet.h"
 #include "codec/EscapedLines.h"
@@ -320,32 +321,32 @@ Result<void> Decoder::decodeContent(std::string_view text, Window& out) {
     return {};
 }
 
+// The first fault in an escape at `i`, of which there may be less than three characters.
+std::optional<Error> Decoder::faultOfEscape(std::string_view text, std::size_t i) const {
+    const bool isEscape = text.size() - i > 2 && isDigit(text[i + 1]) && isDigit(text[i + 2]);
+    if (!isEscape) {
+        if (m_accept.badEscapes) return {};
+        return Error{Fault::kBadEscape, i};
+    }
+    if (m_accept.lowerCase || (!isLower(text[i + 1]) && !isLower(text[i + 2]))) return {};
+    return Error{Fault::kLowerCase, i + (isLower(text[i + 1]) ? 1 : 2)};
+}
+
 // The first fault in characters of a line.
 Result<void> Decoder::check(std::string_view text) const {
     const std::size_t limit = m_accept.longLines ? text.size() : kLongestLine - m_column;
-    std::size_t fine = std::min(limit, text.size());
-    Fault fault = Fault::kLongLine;
-    const auto found = [&](Fault what, std::size_t at) {
-        if (at < fine) {
-            fine = at;
-            fault = what;
-        }
-    };
-    if (!m_accept.lineEnds) found(Fault::kLineEnd, text.find('\r'));
+    Error first{Fault::kLongLine, std::min(limit, text.size())};
+    const std::size_t cr = m_accept.lineEnds ? text.npos : text.find('\r');
+    if (cr < first.offset) first = {Fault::kLineEnd, cr};
     if (!m_accept.badEscapes || !m_accept.lowerCase) {
-        for (std::size_t i = text.find('='); i < fine; i = text.find('=', i + 1)) {
-            const bool isEscape =
-                text.size() - i > 2 && isDigit(text[i + 1]) && isDigit(text[i + 2]);
-            if (!isEscape) {
-                if (!m_accept.badEscapes) found(Fault::kBadEscape, i);
-            } else if (!m_accept.lowerCase) {
-                for (const std::size_t at : {i + 1, i + 2})
-                    if (isLower(text[at])) found(Fault::kLowerCase, at);
-            }
+        for (std::size_t i = text.find('='); i < first.offset; i = text.find('=', i + 1)) {
+            const auto fault = faultOfEscape(text, i);
+            if (fault && fault->offset < first.offset) first = *fault;
         }
     }
-    if (fine == text.size()) return {};
-    return Error{fault, m_offset + fine};
+    if (first.offset == text.size()) return {};
+    first.offset += m_offset;
+    return first;
 }
 
 Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {

@@ -138,6 +138,7 @@ private:
     Result<void> decodeSpan(std::string_view& text, bool isEnd, Window& out);
     Result<void> decodeLineEnd(std::string_view space, bool hasLf, bool isSoft, Window& out);
     Result<void> decodeContent(std::string_view text, Window& out);
+    std::optional<Error> faultOfEscape(std::string_view text, std::size_t i) const;
     Result<void> check(std::string_view text) const;
 
     // The longest run of white space of which it is not known whether it ends a line.
