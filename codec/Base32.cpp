@@ -19,12 +19,12 @@ constexpr contentcoding::Alphabet kStandardDigits(kBase32Alphabet);
 constexpr contentcoding::Alphabet kHexDigits("0123456789ABCDEFGHIJKLMNOPQRSTUV");
 static_assert(kStandardDigits.value('7') == kLastDigit && kHexDigits.value('V') == kLastDigit);
 
-// The values of letters of both cases.
-constexpr auto kStandardValues = kStandardDigits.anyCase().values;
+// The values of digits, with letters of both cases.
+constexpr auto BASE32_TABLE = kStandardDigits.anyCase().values;
 constexpr auto kHexValues = kHexDigits.anyCase().values;
 
 unsigned char valueOf(unsigned char c, Alphabet alphabet) {
-    return alphabet == Alphabet::kHex ? kHexValues[c] : kStandardValues[c];
+    return alphabet == Alphabet::kHex ? kHexValues[c] : BASE32_TABLE[c];
 }
 
 constexpr bool isLowerCase(unsigned char c) { return c >= 'a' && c <= 'z'; }

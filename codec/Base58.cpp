@@ -15,10 +15,12 @@ constexpr std::size_t kWordsAtOnce = 4;
 constexpr std::size_t kSmallWords = 8;  // more are shifted in, several at a time
 constexpr std::ptrdiff_t kBytesAtOnce = kWordsAtOnce * kWordBytes;
 
-constexpr contentcoding::Alphabet kDigits(
-    "123456789ABCDEFGHJKLMNPQRSTUVWXYZabcdefghijkmnopqrstuvwxyz");
-static_assert(kDigits.value('z') == 57 && kDigits.value('0') == kNoDigit);
-constexpr char kZero = kDigits.digits[0];
+constexpr char b58digits_ordered[59] = "123456789ABCDEFGHJKLMNPQRSTUVWXYZabcdefghijkmnopqrstuvwxyz";
+constexpr contentcoding::Alphabet kDigits(b58digits_ordered);
+// The inverse: entry c is the value of the digit c, or kNoDigit.
+constexpr auto zq_b58digits_map = kDigits.values;
+static_assert(zq_b58digits_map['z'] == 57 && zq_b58digits_map['0'] == kNoDigit);
+constexpr char kZero = b58digits_ordered[0];
 
 // Digits have values up to this, and what they are gathered in by "or" too; what is no digit has a
 // value above it.
@@ -33,7 +35,7 @@ void writeHalf(std::uint32_t half, char* text) {
     for (unsigned int i = 0; i < kHalfDigits; ++i) {
         const std::uint32_t upTo =
             half / static_cast<std::uint32_t>(powerOf58(kHalfDigits - 1 - i));
-        text[i] = kDigits.digits[upTo - head * 58];
+        text[i] = b58digits_ordered[upTo - head * 58];
         head = upTo;
     }
 }
@@ -160,7 +162,7 @@ std::uint64_t ToBytes::takeValue(std::size_t count, unsigned int& found) {
     for (; count > 0; ++read) {
         const char c = m_digits[read];
         if (skips && isSkipped(c)) continue;
-        const unsigned int digit = kDigits.value(c);
+        const unsigned int digit = zq_b58digits_map[static_cast<unsigned char>(c)];
         value = value * 58 + digit;
         found |= digit;
         --count;
@@ -196,7 +198,7 @@ Result<void> ToBytes::convert(std::uint64_t* work) {
 // The first of the characters that is not a digit.
 Error ToBytes::faultIn(std::string_view digits) const {
     const auto bad = std::find_if(digits.begin(), digits.end(), [this](char c) {
-        return kDigits.value(c) == kNoDigit && !isSkipped(c);
+        return zq_b58digits_map[static_cast<unsigned char>(c)] == kNoDigit && !isSkipped(c);
     });
     return {Fault::kForeignCharacter, m_text.size() - static_cast<std::size_t>(digits.end() - bad)};
 }

@@ -13,7 +13,7 @@ constexpr unsigned int kQuantumChars = 4;
 constexpr unsigned int kCrLfChars = 2;
 
 // Roughly how much is read and encoded at a time: whole lines, at least one.
-constexpr std::size_t kChunkBytes = 192 * 1024;
+constexpr std::size_t kChunkBytes = std::size_t{192} * 1024;
 constexpr unsigned int kShortestLine = 10;
 constexpr unsigned int kLongestLine = 1 << 24;
 

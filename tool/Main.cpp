@@ -63,6 +63,8 @@ std::vector<const CLI::App*> commandsBelow(const CLI::App& command) {
     return command.get_subcommands(std::function<bool(const CLI::App*)>());
 }
 
+// NOLINTBEGIN(misc-no-recursion): commands are three levels deep
+
 // Gives the command and all below it their examples. `path` is what the user types for it.
 void addFooters(CLI::App& command, const std::string& path) {
     std::string footer;
@@ -137,6 +139,8 @@ void findNearest(const CLI::App& command, const std::string& path, std::string_v
         findNearest(*below, belowPath, word, nearest);
     }
 }
+
+// NOLINTEND(misc-no-recursion)
 
 // What is wrong with the command line: a word that is not a command where one must stand, or else
 // `why`.
@@ -213,8 +217,8 @@ int main(int argc, char** argv) {
     if (!occupyStandardDescriptors()) return kFileError;
     // A reader that has gone ends the run, whatever the parent chose. A file at its limit is an
     // error like any other.
-    std::signal(SIGPIPE, SIG_DFL);
-    std::signal(SIGXFSZ, SIG_IGN);
+    (void)std::signal(SIGPIPE, SIG_DFL);
+    (void)std::signal(SIGXFSZ, SIG_IGN);
     try {
         return run(argc, argv);
     } catch (const Failure& failure) {

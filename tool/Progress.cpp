@@ -14,9 +14,10 @@ constexpr double kMiB = 1024.0 * 1024.0;
 
 bool lineShown = false;
 
+// What cannot be written to standard error cannot be reported either.
 void eraseLine() {
     if (!lineShown) return;
-    std::fputs("\r\033[K", stderr);
+    (void)std::fputs("\r\033[K", stderr);
     lineShown = false;
     eraseLineWhenInterrupted(false);
 }
@@ -38,14 +39,14 @@ void Progress::advance(std::uint64_t bytes) {
     eraseLineWhenInterrupted(true);
     const double done = static_cast<double>(m_done), total = static_cast<double>(m_total);
     if (m_done <= m_total)
-        std::fprintf(stderr, "\r%.0f of %.0f MiB (%.0f %%)\033[K", done / kMiB, total / kMiB,
-                     100 * done / total);
+        (void)std::fprintf(stderr, "\r%.0f of %.0f MiB (%.0f %%)\033[K", done / kMiB, total / kMiB,
+                           100 * done / total);
     else
-        std::fprintf(stderr, "\r%.0f MiB\033[K", done / kMiB);
-    std::fflush(stderr);
+        (void)std::fprintf(stderr, "\r%.0f MiB\033[K", done / kMiB);
+    (void)std::fflush(stderr);
 }
 
 void report(const std::string& message) {
     eraseLine();
-    std::fprintf(stderr, "contentcode: %s\n", message.c_str());
+    (void)std::fprintf(stderr, "contentcode: %s\n", message.c_str());
 }
