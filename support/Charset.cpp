@@ -97,25 +97,25 @@ struct Coder {
 
 constexpr Coder coderOf(CharsetForm form) {
     switch (form) {
-        case CharsetForm::Ascii:
+        case CharsetForm::kAscii:
             return {fill<decodeByte<0x7F>>, drain<encodeByte<0x7F>>};
-        case CharsetForm::Latin1:
+        case CharsetForm::kLatin1:
             return {fill<decodeByte<0xFF>>, drain<encodeByte<0xFF>>};
-        case CharsetForm::Latin10:
+        case CharsetForm::kLatin10:
             return {fill<decodeLatin10>, drain<encodeLatin10>};
-        case CharsetForm::Utf8:
+        case CharsetForm::kUtf8:
             return {fill<decodeUtf8>, drain<encodeUtf8>};
-        case CharsetForm::Utf16Le:
+        case CharsetForm::kUtf16Le:
             return {fill<decodeUtf16<false>>, drain<encodeUtf16<false>>};
-        case CharsetForm::Utf32Le:
+        case CharsetForm::kUtf32Le:
             return {fill<decodeUtf32<false>>, drain<encodeUtf32<false>>};
-        case CharsetForm::Utf16Marked:
-        case CharsetForm::Utf16Be:
+        case CharsetForm::kUtf16Marked:
+        case CharsetForm::kUtf16Be:
             return {fill<decodeUtf16<true>>, drain<encodeUtf16<true>>};
-        case CharsetForm::Utf32Marked:
-        case CharsetForm::Utf32Be:
+        case CharsetForm::kUtf32Marked:
+        case CharsetForm::kUtf32Be:
             return {fill<decodeUtf32<true>>, drain<encodeUtf32<true>>};
-        case CharsetForm::Table:
+        case CharsetForm::kTable:
             break;
     }
     return {};
@@ -133,10 +133,10 @@ CharsetForm formByMark(CharsetForm form, Input& in) {
         return there;
     };
     using namespace std::string_view_literals;
-    if (form == Utf16Marked)
-        return !takeMark("\xFE\xFF"sv) && takeMark("\xFF\xFE"sv) ? Utf16Le : Utf16Be;
-    if (form == Utf32Marked)
-        return !takeMark("\0\0\xFE\xFF"sv) && takeMark("\xFF\xFE\0\0"sv) ? Utf32Le : Utf32Be;
+    if (form == kUtf16Marked)
+        return !takeMark("\xFE\xFF"sv) && takeMark("\xFF\xFE"sv) ? kUtf16Le : kUtf16Be;
+    if (form == kUtf32Marked)
+        return !takeMark("\0\0\xFE\xFF"sv) && takeMark("\xFF\xFE\0\0"sv) ? kUtf32Le : kUtf32Be;
     return form;
 }
 
@@ -366,7 +366,7 @@ bool TableWriter::write(UBool flush, unsigned int extra, DataBuffer& out) {
     return U_SUCCESS(error);
 }
 
-enum class [[nodiscard]] Outcome{Converted, WithFaults, UnknownCharset, NoMemory};
+enum class [[nodiscard]] Outcome{kConverted, kWithFaults, kUnknownCharset, kNoMemory};
 
 // A converter of the library, kept open until another is needed.
 class ConverterSlot {
@@ -378,13 +378,13 @@ public:
 
     // Opens the converter of that name unless it is open already. `name` is never freed.
     Outcome open(const char* name) {
-        if (m_converter && m_name == name) return Outcome::Converted;
+        if (m_converter && m_name == name) return Outcome::kConverted;
         ucnv_close(m_converter);
         UErrorCode error = U_ZERO_ERROR;
         m_converter = ucnv_open(name, &error);
         m_name = name;
-        if (m_converter) return Outcome::Converted;
-        return error == U_MEMORY_ALLOCATION_ERROR ? Outcome::NoMemory : Outcome::UnknownCharset;
+        if (m_converter) return Outcome::kConverted;
+        return error == U_MEMORY_ALLOCATION_ERROR ? Outcome::kNoMemory : Outcome::kUnknownCharset;
     }
 
     UConverter& converter() const { return *m_converter; }
@@ -431,7 +431,7 @@ void logLine(std::initializer_list<std::string_view> words, LogBase& log) {
 
 Outcome unknownCodePage(int codePage, LogBase& log) {
     logLine({"Unknown code page: ", Decimal(codePage).view(), "."}, log);
-    return Outcome::UnknownCharset;
+    return Outcome::kUnknownCharset;
 }
 
 // Converts one text, piece by piece.
@@ -462,17 +462,17 @@ private:
 };
 
 Outcome Conversion::openTables(OpenPointer& open) {
-    if (m_source.fill && m_target.drain) return Outcome::Converted;
+    if (m_source.fill && m_target.drain) return Outcome::kConverted;
     if (!open) open.reset(new (std::nothrow) OpenConverters);
-    if (!open) return Outcome::NoMemory;
-    Outcome opened = Outcome::Converted;
+    if (!open) return Outcome::kNoMemory;
+    Outcome opened = Outcome::kConverted;
     if (!m_source.fill) {
         opened = open->source.open(m_from.converter);
-        if (opened == Outcome::Converted) m_reader.emplace(open->source.converter());
+        if (opened == Outcome::kConverted) m_reader.emplace(open->source.converter());
     }
-    if (!m_target.drain && opened == Outcome::Converted) {
+    if (!m_target.drain && opened == Outcome::kConverted) {
         opened = open->target.open(m_to.converter);
-        if (opened == Outcome::Converted) m_writer.emplace(open->target.converter());
+        if (opened == Outcome::kConverted) m_writer.emplace(open->target.converter());
     }
     return opened;
 }
@@ -497,20 +497,20 @@ bool Conversion::convertPieces(DataBuffer& out) {
 
 Outcome Conversion::run(OpenPointer& open, DataBuffer& out, LogBase& log) {
     const Outcome opened = openTables(open);
-    if (opened == Outcome::UnknownCharset)
+    if (opened == Outcome::kUnknownCharset)
         logLine({"No table to convert from ", m_from.name, " to ", m_to.name, "."}, log);
-    if (opened != Outcome::Converted) return opened;
-    if (!convertPieces(out)) return Outcome::NoMemory;
-    if (!m_faults.any()) return Outcome::Converted;
+    if (opened != Outcome::kConverted) return opened;
+    if (!convertPieces(out)) return Outcome::kNoMemory;
+    if (!m_faults.any()) return Outcome::kConverted;
     logLine({"Errors in converting from ", m_from.name, " to ", m_to.name,
              ", the first at byte offset ", Decimal(m_faults.first).view(), "."},
             log);
-    return Outcome::WithFaults;
+    return Outcome::kWithFaults;
 }
 
 Outcome convert(int fromCodePage, int toCodePage, const unsigned char* data, unsigned int n,
                 OpenPointer& open, DataBuffer& out, LogBase& log) {
-    if (!data || n == 0) return Outcome::Converted;
+    if (!data || n == 0) return Outcome::kConverted;
     const auto from = findCharset(fromCodePage);
     if (!from) return unknownCodePage(fromCodePage, log);
     const auto to = findCharset(toCodePage);
@@ -529,7 +529,7 @@ EncodingConvert::~EncodingConvert() = default;
 
 bool EncodingConvert::EncConvert(int fromCodePage, int toCodePage, const unsigned char* data,
                                  unsigned int n, DataBuffer& out, LogBase& log) {
-    return convert(fromCodePage, toCodePage, data, n, m_open, out, log) == Outcome::Converted;
+    return convert(fromCodePage, toCodePage, data, n, m_open, out, log) == Outcome::kConverted;
 }
 
 bool EncodingConvert::ChConvert2(StringBuffer& charset, int toCodePage, const unsigned char* data,
@@ -542,8 +542,8 @@ bool EncodingConvert::ChConvert2(StringBuffer& charset, int toCodePage, const un
         return false;
     }
     const auto to = findCharset(toCodePage);
-    if (!to) return unknownCodePage(toCodePage, log) == Outcome::Converted;
-    return Conversion(*from, *to, data, n).run(m_open, out, log) == Outcome::Converted;
+    if (!to) return unknownCodePage(toCodePage, log) == Outcome::kConverted;
+    return Conversion(*from, *to, data, n).run(m_open, out, log) == Outcome::kConverted;
 }
 
 bool StringBuffer::convertEncoding(int fromCodePage, int toCodePage, LogBase& log) {
@@ -552,11 +552,11 @@ bool StringBuffer::convertEncoding(int fromCodePage, int toCodePage, LogBase& lo
     const auto* const data = reinterpret_cast<const unsigned char*>(getString());
     const Outcome outcome =
         convert(fromCodePage, toCodePage, data, getSize(), open, converted, log);
-    if (outcome == Outcome::UnknownCharset || outcome == Outcome::NoMemory) return false;
+    if (outcome == Outcome::kUnknownCharset || outcome == Outcome::kNoMemory) return false;
     StringBuffer replacement;
     if (!replacement.append(converted)) return false;
     *this = std::move(replacement);
-    return outcome == Outcome::Converted;
+    return outcome == Outcome::kConverted;
 }
 
 bool _zqCharset::setByName(const char* name) {

@@ -25,14 +25,14 @@ constexpr char32_t lowSurrogateOf(char32_t c) { return 0xDC00 + (c & 0x3FF); }
 
 // The characters of the bytes from 0xA0 up in ISO 8859-16.
 constexpr unsigned int kLatin10First = 0xA0;
-constexpr std::u16string_view kLatin10 =
+constexpr std::u16string_view kLatin10Upper =
     u"\u00A0ĄąŁ€„Š§š©Ș«Ź\u00ADźŻ"  // A0
     u"°±ČłŽ”¶·žčș»ŒœŸż"            // B0
     u"ÀÁÂĂÄĆÆÇÈÉÊËÌÍÎÏ"            // C0
     u"ĐŃÒÓÔŐÖŚŰÙÚÛÜĘȚß"            // D0
     u"àáâăäćæçèéêëìíîï"            // E0
     u"đńòóôőöśűùúûüęțÿ";           // F0
-static_assert(kLatin10.size() == 0x100 - kLatin10First);
+static_assert(kLatin10Upper.size() == 0x100 - kLatin10First);
 
 // Each decode function reads the first character of the `n` bytes at `p`; `n` is at least 1. An
 // ill-formed part ends before the first byte that cannot continue it.
@@ -44,7 +44,7 @@ constexpr Decoded decodeByte(const unsigned char* p, unsigned int) {
 
 constexpr Decoded decodeLatin10(const unsigned char* p, unsigned int) {
     const char32_t c = *p;
-    return {c < kLatin10First ? c : kLatin10[c - kLatin10First], 1};
+    return {c < kLatin10First ? c : kLatin10Upper[c - kLatin10First], 1};
 }
 
 // The well-formed sequences are those of table 3-7 of the Unicode Standard: after four of the lead
@@ -114,8 +114,8 @@ constexpr unsigned int encodeByte(char32_t c, unsigned char* p) {
 
 constexpr unsigned int encodeLatin10(char32_t c, unsigned char* p) {
     if (c < kLatin10First) return encodeByte<kLatin10First - 1>(c, p);
-    const auto at = c < 0x10000 ? kLatin10.find(static_cast<char16_t>(c)) : kLatin10.npos;
-    if (at == kLatin10.npos) return 0;
+    const auto at = c < 0x10000 ? kLatin10Upper.find(static_cast<char16_t>(c)) : kLatin10Upper.npos;
+    if (at == kLatin10Upper.npos) return 0;
     *p = static_cast<unsigned char>(kLatin10First + at);
     return 1;
 }

@@ -22,113 +22,113 @@ using enum CharsetForm;
 // names for which the library's choice is not that of Windows. The usual names of GB 2312 denote
 // GBK, which contains it.
 constexpr Charset kCharsets[] = {
-    {37, Table, "IBM037", "ibm-37_P100-1995"},
-    {437, Table, "IBM437", "ibm-437_P100-1995"},
-    {500, Table, "IBM500", "ibm-500_P100-1995"},
-    {720, Table, "DOS-720", "ibm-720_P100-1997"},
-    {737, Table, "IBM737", "ibm-737_P100-1997"},
-    {775, Table, "IBM775", "ibm-775_P100-1996"},
-    {850, Table, "IBM850", "ibm-850_P100-1995"},
-    {852, Table, "IBM852", "ibm-852_P100-1995"},
-    {855, Table, "IBM855", "ibm-855_P100-1995"},
-    {857, Table, "IBM857", "ibm-857_P100-1995"},
-    {858, Table, "IBM00858", "ibm-858_P100-1997"},
-    {860, Table, "IBM860", "ibm-860_P100-1995"},
-    {861, Table, "IBM861", "ibm-861_P100-1995"},
-    {862, Table, "IBM862", "ibm-862_P100-1995"},
-    {863, Table, "IBM863", "ibm-863_P100-1995"},
-    {864, Table, "IBM864", "ibm-864_X110-1999"},
-    {865, Table, "IBM865", "ibm-865_P100-1995"},
-    {866, Table, "IBM866", "ibm-866_P100-1995"},
-    {869, Table, "IBM869", "ibm-869_P100-1995"},
-    {870, Table, "IBM870", "ibm-870_P100-1995"},
-    {874, Table, "windows-874", "windows-874-2000", "tis620 tis6202533 ms874"},
-    {875, Table, "cp875", "ibm-875_P100-1995"},
-    {932, Table, "Shift_JIS", "ibm-943_P15A-2003",
+    {37, kTable, "IBM037", "ibm-37_P100-1995"},
+    {437, kTable, "IBM437", "ibm-437_P100-1995"},
+    {500, kTable, "IBM500", "ibm-500_P100-1995"},
+    {720, kTable, "DOS-720", "ibm-720_P100-1997"},
+    {737, kTable, "IBM737", "ibm-737_P100-1997"},
+    {775, kTable, "IBM775", "ibm-775_P100-1996"},
+    {850, kTable, "IBM850", "ibm-850_P100-1995"},
+    {852, kTable, "IBM852", "ibm-852_P100-1995"},
+    {855, kTable, "IBM855", "ibm-855_P100-1995"},
+    {857, kTable, "IBM857", "ibm-857_P100-1995"},
+    {858, kTable, "IBM00858", "ibm-858_P100-1997"},
+    {860, kTable, "IBM860", "ibm-860_P100-1995"},
+    {861, kTable, "IBM861", "ibm-861_P100-1995"},
+    {862, kTable, "IBM862", "ibm-862_P100-1995"},
+    {863, kTable, "IBM863", "ibm-863_P100-1995"},
+    {864, kTable, "IBM864", "ibm-864_X110-1999"},
+    {865, kTable, "IBM865", "ibm-865_P100-1995"},
+    {866, kTable, "IBM866", "ibm-866_P100-1995"},
+    {869, kTable, "IBM869", "ibm-869_P100-1995"},
+    {870, kTable, "IBM870", "ibm-870_P100-1995"},
+    {874, kTable, "windows-874", "windows-874-2000", "tis620 tis6202533 ms874"},
+    {875, kTable, "cp875", "ibm-875_P100-1995"},
+    {932, kTable, "Shift_JIS", "ibm-943_P15A-2003",
      "sjis xsjis mskanji csshiftjis windows31j cswindows31j ms932"},
-    {936, Table, "GBK", "windows-936-2000", "gb2312 csgb2312 eucgb2312cn cngb xgbk ms936"},
-    {949, Table, "ks_c_5601-1987", "windows-949-2000",
+    {936, kTable, "GBK", "windows-936-2000", "gb2312 csgb2312 eucgb2312cn cngb xgbk ms936"},
+    {949, kTable, "ks_c_5601-1987", "windows-949-2000",
      "ksc56011989 ksc5601 csksc56011987 korean uhc ms949"},
-    {950, Table, "Big5", "windows-950-2000", "big5eten csbig5 xbig5 xxbig5 cnbig5 ms950"},
-    {1026, Table, "IBM1026", "ibm-1026_P100-1995"},
-    {1047, Table, "IBM1047", "ibm-1047_P100-1995"},
-    {1140, Table, "IBM01140", "ibm-1140_P100-1997"},
-    {1141, Table, "IBM01141", "ibm-1141_P100-1997"},
-    {1142, Table, "IBM01142", "ibm-1142_P100-1997"},
-    {1143, Table, "IBM01143", "ibm-1143_P100-1997"},
-    {1144, Table, "IBM01144", "ibm-1144_P100-1997"},
-    {1145, Table, "IBM01145", "ibm-1145_P100-1997"},
-    {1146, Table, "IBM01146", "ibm-1146_P100-1997"},
-    {1147, Table, "IBM01147", "ibm-1147_P100-1997"},
-    {1148, Table, "IBM01148", "ibm-1148_P100-1997"},
-    {1149, Table, "IBM01149", "ibm-1149_P100-1997"},
-    {1200, Utf16Le, "UTF-16LE", "UTF-16LE"},
-    {1201, Utf16Be, "UTF-16BE", "UTF-16BE"},
-    {1250, Table, "windows-1250", "ibm-5346_P100-1998"},
-    {1251, Table, "windows-1251", "ibm-5347_P100-1998"},
-    {1252, Table, "windows-1252", "ibm-5348_P100-1997", "ansi"},
-    {1253, Table, "windows-1253", "ibm-5349_P100-1998"},
-    {1254, Table, "windows-1254", "ibm-5350_P100-1998"},
-    {1255, Table, "windows-1255", "ibm-9447_P100-2002"},
-    {1256, Table, "windows-1256", "ibm-9448_X100-2005"},
-    {1257, Table, "windows-1257", "ibm-9449_P100-2002"},
-    {1258, Table, "windows-1258", "ibm-5354_P100-1998"},
-    {10000, Table, "macintosh", "macos-0_2-10.2", "mac macroman xmacroman"},
-    {10006, Table, "x-mac-greek", "macos-6_2-10.4"},
-    {10007, Table, "x-mac-cyrillic", "macos-7_3-10.2"},
-    {10029, Table, "x-mac-ce", "macos-29-10.2"},
-    {10081, Table, "x-mac-turkish", "macos-35-10.2"},
-    {12000, Utf32Le, "UTF-32LE", "UTF-32LE"},
-    {12001, Utf32Be, "UTF-32BE", "UTF-32BE"},
-    {20127, Ascii, "US-ASCII", "US-ASCII", "ascii"},
-    {20273, Table, "IBM273", "ibm-273_P100-1995"},
-    {20277, Table, "IBM277", "ibm-277_P100-1995"},
-    {20278, Table, "IBM278", "ibm-278_P100-1995"},
-    {20280, Table, "IBM280", "ibm-280_P100-1995"},
-    {20284, Table, "IBM284", "ibm-284_P100-1995"},
-    {20285, Table, "IBM285", "ibm-285_P100-1995"},
-    {20290, Table, "IBM290", "ibm-290_P100-1995"},
-    {20297, Table, "IBM297", "ibm-297_P100-1995"},
-    {20420, Table, "IBM420", "ibm-420_X120-1999"},
-    {20424, Table, "IBM424", "ibm-424_P100-1995"},
-    {20866, Table, "KOI8-R", "ibm-878_P100-1996", "koi koi8"},
-    {20871, Table, "IBM871", "ibm-871_P100-1995"},
-    {20932, Table, "cp20932", "euc-jp-2007"},
-    {21025, Table, "cp1025", "ibm-1025_P100-1995"},
-    {21866, Table, "KOI8-U", "ibm-1168_P100-2002", "koi8ru"},
-    {28591, Latin1, "ISO-8859-1", "ISO-8859-1", "latin1"},
-    {28592, Table, "ISO-8859-2", "ibm-912_P100-1995", "latin2"},
-    {28593, Table, "ISO-8859-3", "ibm-913_P100-2000"},
-    {28594, Table, "ISO-8859-4", "ibm-914_P100-1995"},
-    {28595, Table, "ISO-8859-5", "ibm-915_P100-1995"},
-    {28596, Table, "ISO-8859-6", "ibm-1089_P100-1995"},
-    {28597, Table, "ISO-8859-7", "ibm-9005_X110-2007"},
-    {28598, Table, "ISO-8859-8", "ibm-5012_P100-1999"},
-    {28599, Table, "ISO-8859-9", "ibm-920_P100-1995"},
-    {28600, Table, "ISO-8859-10", "iso-8859_10-1998"},
-    {28601, Table, "ISO-8859-11", "iso-8859_11-2001"},
-    {28603, Table, "ISO-8859-13", "ibm-921_P100-1995"},
-    {28604, Table, "ISO-8859-14", "iso-8859_14-1998"},
-    {28605, Table, "ISO-8859-15", "ibm-923_P100-1998", "latin9"},
-    {28606, Latin10, "ISO-8859-16", "", "iso8859162001 isoir226 latin10 l10 csiso885916"},
-    {50220, Table, "ISO-2022-JP", "ISO_2022,locale=ja,version=0"},
-    {50221, Table, "csISO2022JP", "ISO_2022,locale=ja,version=3"},
-    {50222, Table, "cp50222", "ISO_2022,locale=ja,version=3"},
-    {50225, Table, "ISO-2022-KR", "ISO_2022,locale=ko,version=0"},
-    {51932, Table, "EUC-JP", "euc-jp-2007"},
-    {51936, Table, "EUC-CN", "ibm-1383_P110-1999", "xeuccn"},
-    {51949, Table, "EUC-KR", "ibm-970_P110_P110-2006_U2", "cseuckr"},
-    {51950, Table, "EUC-TW", "euc-tw-2014"},
-    {52936, Table, "HZ-GB-2312", "HZ", "hz"},
-    {54936, Table, "GB18030", "gb18030"},
-    {65000, Table, "UTF-7", "UTF-7"},
-    {65001, Utf8, "UTF-8", "UTF-8", "unicode11utf8 unicode20utf8 xunicode20utf8"},
+    {950, kTable, "Big5", "windows-950-2000", "big5eten csbig5 xbig5 xxbig5 cnbig5 ms950"},
+    {1026, kTable, "IBM1026", "ibm-1026_P100-1995"},
+    {1047, kTable, "IBM1047", "ibm-1047_P100-1995"},
+    {1140, kTable, "IBM01140", "ibm-1140_P100-1997"},
+    {1141, kTable, "IBM01141", "ibm-1141_P100-1997"},
+    {1142, kTable, "IBM01142", "ibm-1142_P100-1997"},
+    {1143, kTable, "IBM01143", "ibm-1143_P100-1997"},
+    {1144, kTable, "IBM01144", "ibm-1144_P100-1997"},
+    {1145, kTable, "IBM01145", "ibm-1145_P100-1997"},
+    {1146, kTable, "IBM01146", "ibm-1146_P100-1997"},
+    {1147, kTable, "IBM01147", "ibm-1147_P100-1997"},
+    {1148, kTable, "IBM01148", "ibm-1148_P100-1997"},
+    {1149, kTable, "IBM01149", "ibm-1149_P100-1997"},
+    {1200, kUtf16Le, "UTF-16LE", "UTF-16LE"},
+    {1201, kUtf16Be, "UTF-16BE", "UTF-16BE"},
+    {1250, kTable, "windows-1250", "ibm-5346_P100-1998"},
+    {1251, kTable, "windows-1251", "ibm-5347_P100-1998"},
+    {1252, kTable, "windows-1252", "ibm-5348_P100-1997", "ansi"},
+    {1253, kTable, "windows-1253", "ibm-5349_P100-1998"},
+    {1254, kTable, "windows-1254", "ibm-5350_P100-1998"},
+    {1255, kTable, "windows-1255", "ibm-9447_P100-2002"},
+    {1256, kTable, "windows-1256", "ibm-9448_X100-2005"},
+    {1257, kTable, "windows-1257", "ibm-9449_P100-2002"},
+    {1258, kTable, "windows-1258", "ibm-5354_P100-1998"},
+    {10000, kTable, "macintosh", "macos-0_2-10.2", "mac macroman xmacroman"},
+    {10006, kTable, "x-mac-greek", "macos-6_2-10.4"},
+    {10007, kTable, "x-mac-cyrillic", "macos-7_3-10.2"},
+    {10029, kTable, "x-mac-ce", "macos-29-10.2"},
+    {10081, kTable, "x-mac-turkish", "macos-35-10.2"},
+    {12000, kUtf32Le, "UTF-32LE", "UTF-32LE"},
+    {12001, kUtf32Be, "UTF-32BE", "UTF-32BE"},
+    {20127, kAscii, "US-ASCII", "US-ASCII", "ascii"},
+    {20273, kTable, "IBM273", "ibm-273_P100-1995"},
+    {20277, kTable, "IBM277", "ibm-277_P100-1995"},
+    {20278, kTable, "IBM278", "ibm-278_P100-1995"},
+    {20280, kTable, "IBM280", "ibm-280_P100-1995"},
+    {20284, kTable, "IBM284", "ibm-284_P100-1995"},
+    {20285, kTable, "IBM285", "ibm-285_P100-1995"},
+    {20290, kTable, "IBM290", "ibm-290_P100-1995"},
+    {20297, kTable, "IBM297", "ibm-297_P100-1995"},
+    {20420, kTable, "IBM420", "ibm-420_X120-1999"},
+    {20424, kTable, "IBM424", "ibm-424_P100-1995"},
+    {20866, kTable, "KOI8-R", "ibm-878_P100-1996", "koi koi8"},
+    {20871, kTable, "IBM871", "ibm-871_P100-1995"},
+    {20932, kTable, "cp20932", "euc-jp-2007"},
+    {21025, kTable, "cp1025", "ibm-1025_P100-1995"},
+    {21866, kTable, "KOI8-U", "ibm-1168_P100-2002", "koi8ru"},
+    {28591, kLatin1, "ISO-8859-1", "ISO-8859-1", "latin1"},
+    {28592, kTable, "ISO-8859-2", "ibm-912_P100-1995", "latin2"},
+    {28593, kTable, "ISO-8859-3", "ibm-913_P100-2000"},
+    {28594, kTable, "ISO-8859-4", "ibm-914_P100-1995"},
+    {28595, kTable, "ISO-8859-5", "ibm-915_P100-1995"},
+    {28596, kTable, "ISO-8859-6", "ibm-1089_P100-1995"},
+    {28597, kTable, "ISO-8859-7", "ibm-9005_X110-2007"},
+    {28598, kTable, "ISO-8859-8", "ibm-5012_P100-1999"},
+    {28599, kTable, "ISO-8859-9", "ibm-920_P100-1995"},
+    {28600, kTable, "ISO-8859-10", "iso-8859_10-1998"},
+    {28601, kTable, "ISO-8859-11", "iso-8859_11-2001"},
+    {28603, kTable, "ISO-8859-13", "ibm-921_P100-1995"},
+    {28604, kTable, "ISO-8859-14", "iso-8859_14-1998"},
+    {28605, kTable, "ISO-8859-15", "ibm-923_P100-1998", "latin9"},
+    {28606, kLatin10, "ISO-8859-16", "", "iso8859162001 isoir226 latin10 l10 csiso885916"},
+    {50220, kTable, "ISO-2022-JP", "ISO_2022,locale=ja,version=0"},
+    {50221, kTable, "csISO2022JP", "ISO_2022,locale=ja,version=3"},
+    {50222, kTable, "cp50222", "ISO_2022,locale=ja,version=3"},
+    {50225, kTable, "ISO-2022-KR", "ISO_2022,locale=ko,version=0"},
+    {51932, kTable, "EUC-JP", "euc-jp-2007"},
+    {51936, kTable, "EUC-CN", "ibm-1383_P110-1999", "xeuccn"},
+    {51949, kTable, "EUC-KR", "ibm-970_P110_P110-2006_U2", "cseuckr"},
+    {51950, kTable, "EUC-TW", "euc-tw-2014"},
+    {52936, kTable, "HZ-GB-2312", "HZ", "hz"},
+    {54936, kTable, "GB18030", "gb18030"},
+    {65000, kTable, "UTF-7", "UTF-7"},
+    {65001, kUtf8, "UTF-8", "UTF-8", "unicode11utf8 unicode20utf8 xunicode20utf8"},
 };
 
 // Their numbers are those of the little-endian forms.
 constexpr Charset kMarkedCharsets[] = {
-    {1200, Utf16Marked, "UTF-16", "UTF-16"},
-    {12000, Utf32Marked, "UTF-32", "UTF-32"},
+    {1200, kUtf16Marked, "UTF-16", "UTF-16"},
+    {12000, kUtf32Marked, "UTF-32", "UTF-32"},
 };
 
 constexpr auto kRowCount = std::size(kCharsets) + std::size(kMarkedCharsets);
@@ -267,10 +267,10 @@ std::optional<Charset> findInLibrary(std::string_view name) {
     for (std::size_t i = kRowCount; i-- > 0;) {
         if (std::string_view(row(i).converter) == converter) return row(i);
     }
-    return Charset{0, Table, converter, converter};
+    return Charset{0, kTable, converter, converter};
 }
 
-enum class Opening : unsigned char { Unknown, Succeeds, Fails };
+enum class Opening : unsigned char { kUnknown, kSucceeds, kFails };
 
 // What is remembered of one converter. Several threads may find out the same thing at once. No
 // other memory depends on it, so relaxed access is enough.
@@ -303,9 +303,9 @@ Opening tryToOpen(const char* converter) {
     UConverter* const opened = ucnv_open(converter, &error);
     if (opened) {
         ucnv_close(opened);
-        return Opening::Succeeds;
+        return Opening::kSucceeds;
     }
-    return error == U_MEMORY_ALLOCATION_ERROR ? Opening::Unknown : Opening::Fails;
+    return error == U_MEMORY_ALLOCATION_ERROR ? Opening::kUnknown : Opening::kFails;
 }
 
 // Whether the charset can be converted: the library knows names of converters whose tables are not
@@ -313,14 +313,14 @@ Opening tryToOpen(const char* converter) {
 // bounded however many names are looked up. A charset that could not be opened because memory is
 // short counts as convertible, and the next look-up tries again.
 [[nodiscard]] bool canBeConverted(const Charset& charset) {
-    if (charset.form != Table) return true;
+    if (charset.form != kTable) return true;
     Remembered* const entry = rememberedOf(charset.converter);
-    Opening opening = entry ? entry->opening.load(std::memory_order_relaxed) : Opening::Unknown;
-    if (opening == Opening::Unknown) {
+    Opening opening = entry ? entry->opening.load(std::memory_order_relaxed) : Opening::kUnknown;
+    if (opening == Opening::kUnknown) {
         opening = tryToOpen(charset.converter);
         if (entry) entry->opening.store(opening, std::memory_order_relaxed);
     }
-    return opening != Opening::Fails;
+    return opening != Opening::kFails;
 }
 
 constexpr std::string_view trimmed(std::string_view name) {

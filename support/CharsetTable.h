@@ -10,17 +10,17 @@ namespace contentcoding {
 
 // How a charset is converted: by our own code (CharsetForms.h) or by a converter of the library.
 enum class CharsetForm : unsigned char {
-    Table,
-    Ascii,
-    Latin1,
-    Latin10,
-    Utf8,
-    Utf16Le,
-    Utf16Be,
-    Utf32Le,
-    Utf32Be,
-    Utf16Marked,  // in the order that the byte-order mark gives
-    Utf32Marked,
+    kTable,
+    kAscii,
+    kLatin1,
+    kLatin10,
+    kUtf8,
+    kUtf16Le,
+    kUtf16Be,
+    kUtf32Le,
+    kUtf32Be,
+    kUtf16Marked,  // in the order that the byte-order mark gives
+    kUtf32Marked,
 };
 
 struct Charset {
