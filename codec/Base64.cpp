@@ -5,7 +5,7 @@
 
 #include "codec/Alphabet.h"
 #include "codec/Bytes.h"
-#include "codec/Streams.h"
+#include "codec/Groups.h"
 
 // The alphabets of RFC 4648, sections 4 and 5: the digit of value v is entry v.
 constexpr char _base64_table[65] =
@@ -18,7 +18,6 @@ namespace {
 
 constexpr std::size_t kGroupBytes = 3;
 constexpr std::size_t kQuantumChars = 4;
-constexpr std::size_t kLongestLineEnd = 64;
 constexpr char kPad = '=';
 
 // The decode table of the class covers these characters only.
@@ -135,20 +134,9 @@ Encoder::Encoder(const char* digits, std::size_t lineGroups, std::string_view li
     : m_digits(digits), m_lineEnd(lineBreak), m_lineGroups(lineGroups), m_endsLastLine(false) {}
 
 bool Encoder::write(Bytes piece, Window& out) {
-    const unsigned char* p = piece.data();
-    std::size_t n = piece.size();
-    if (m_count > 0) {
-        for (; m_count < kGroupBytes && n > 0; --n)
-            m_held[m_count++] = *p++;
-        if (m_count < kGroupBytes) return true;
-        if (!writeGroups(m_held, 1, out)) return false;
-        m_count = 0;
-    }
-    const std::size_t groups = n / kGroupBytes;
-    if (!writeGroups(p, groups, out)) return false;
-    for (std::size_t i = groups * kGroupBytes; i < n; ++i)
-        m_held[m_count++] = p[i];
-    return true;
+    return writeWholeGroups(piece, m_held, [&](const unsigned char* bytes, std::size_t groups) {
+        return writeGroups(bytes, groups, out);
+    });
 }
 
 // A group and the line end that may follow it are one unit: a block ends after both. A call of the
@@ -198,9 +186,11 @@ std::size_t Encoder::writeTail(const unsigned char* bytes, std::size_t count, ch
 
 bool Encoder::end(Window& out) {
     char text[kQuantumChars + kLongestLineEnd];
-    std::size_t n = m_count > 0 ? writeTail(m_held, m_count, text) : 0;
-    if (m_endsLastLine && m_column + m_count > 0) n += m_lineEnd.copy(text + n, m_lineEnd.size());
-    m_column = m_count = 0;
+    std::size_t n = m_held.count > 0 ? writeTail(m_held.bytes, m_held.count, text) : 0;
+    if (m_endsLastLine && m_column + m_held.count > 0)
+        n += m_lineEnd.copy(text + n, m_lineEnd.size());
+    m_column = 0;
+    m_held.count = 0;
     return out.put({text, n});
 }
 

@@ -2,6 +2,7 @@
 #define CONTENTCODING_BASE64_HPP
 
 #include "contentcoding/bytes.hpp"
+#include "contentcoding/detail/groups.hpp"
 #include "contentcoding/export.hpp"
 #include "contentcoding/result.hpp"
 
@@ -131,8 +132,7 @@ private:
     std::size_t m_column = 0;  // groups in the line that is being written
     bool m_padded = true;
     bool m_endsLastLine = true;
-    unsigned char m_count = 0;     // of bytes of a group that is not whole yet
-    unsigned char m_held[3] = {};  // these
+    detail::HeldBytes<3> m_held;
 };
 
 /// Decodes text that comes in pieces, cut anywhere: the bytes, or the fault, that decode() gives
