@@ -1,8 +1,9 @@
 #include <bitset>
 #include <map>
+#include <random>
 
 #include "codec/Base64.h"
-#include "tests/TestSupport.h"
+#include "tests/codec/FormatSupport.h"
 
 namespace {
 
@@ -362,4 +363,69 @@ TEST(Base64, Utf16TextNeedsWholeUnitsAfterItsMark) {
     constexpr auto kText = "\xFF\xFE\x51\0\x51\0"sv;
     for (unsigned int n = 0; n <= kText.size(); ++n)
         EXPECT_EQ(codec.isBase64_utf16LE(ExactCopy(kText.substr(0, n)).get(), n), n == 4 || n == 6);
+}
+
+// ---- What the strict decoder and its leniencies make of a text ----
+
+TEST(Base64, DecoderAcceptsWhatItIsTold) {
+    using namespace contentcoding::base64;
+    using enum Fault;
+    using enum Padding;
+    constexpr Accept kLines = {.whiteSpace = true};
+    expectDecodings<Accept>({
+        {"", {}, ""s},
+        {"QUJDRA==", {}, "ABCD"s},
+        {"QUJD RA==", {}, Error{kForeignCharacter, 4}},
+        {"QUJD\r\n R\tA=\f=\n", kLines, "ABCD"s},
+        {"QUJD\vRA==", kLines, Error{kForeignCharacter, 4}},
+        {"QUJD-_", {}, Error{kForeignCharacter, 4}},
+        {"QUJD-_",
+         {.alphabet = Alphabet::kEither, .padding = kOptional, .leftoverBits = true},
+         "ABC\xFB"s},
+        {"QQ", {}, Error{kPadding, 2}},
+        {"QQ=", {}, Error{kPadding, 3}},
+        {"QQ=Q", {}, Error{kPadding, 3}},
+        {"QQ===", {}, Error{kPadding, 4}},
+        {"=", {}, Error{kPadding, 0}},
+        {"QUJD=", {}, Error{kPadding, 4}},
+        {"QQ==", {.padding = kForbidden}, Error{kPadding, 2}},
+        {"QQ", {.padding = kOptional}, "A"s},
+        {"QQ=", {.padding = kOptional}, Error{kPadding, 3}},
+        {"QR==", {}, Error{kLeftoverBits, 1}},
+        {"QUJ=", {}, Error{kLeftoverBits, 2}},
+        {"QR==", {.leftoverBits = true}, "A"s},
+        {"QUJDQ", {}, Error{kCutGroup, 4}},
+        {"QUJDQ===", {}, Error{kCutGroup, 4}},
+        {"QUJDQ", {.cutGroup = true}, "ABC"s},
+        {"QQ==QQ==", {}, Error{kAfterEnd, 4}},
+        {"QQ==\n", {}, Error{kAfterEnd, 4}},
+        {"QQ==QUI=", {.concatenated = true}, "AAB"s},
+        // The rules of WHATWG.
+        {" Q Q = = ", kForgiving, "A"s},
+        {"QR", kForgiving, "A"s},
+        {"QQ=", kForgiving, Error{kPadding, 3}},
+        {"Q", kForgiving, Error{kCutGroup, 0}},
+        {"QQ==QQ", kForgiving, Error{kAfterEnd, 4}},
+        // Mail.
+        {"QQ==\r\n!QUI=", kFromMime, "AAB"s},
+        {"Q*U\0J"s, kFromMime, "AB"s},
+        {"QUJDQ", kFromMime, Error{kCutGroup, 4}},
+        {"QUJDQ", kAnything, "ABC"s},
+        {"QUI=QUI=", kAnything, "AB"s},
+    });
+}
+
+TEST(Base64, AnythingIsWhatTheClassForgives) {
+    std::mt19937 random(1);
+    for (int i = 0; i < 20000; ++i) {
+        std::string text(random() % 40, ' ');
+        for (char& c : text)
+            c = "QUJDRA+/=-. \n\0\xE9"[random() % 16];
+        if (text.empty()) continue;
+        DataBuffer bytes;
+        ASSERT_TRUE(ContentCoding::decodeBase64ToDb(text.data(), size32(text), bytes));
+        ASSERT_EQ(shown(contentcoding::base64::decode(text, contentcoding::base64::kAnything)),
+                  shown(str(bytes)))
+            << testing::PrintToString(text);
+    }
 }

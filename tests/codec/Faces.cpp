@@ -1,9 +1,6 @@
 // What all formats with streams have in common, on every short input.
 
-#include "contentcoding/ascii85.hpp"
-#include "contentcoding/base16.hpp"
-#include "contentcoding/base32.hpp"
-#include "contentcoding/eda.hpp"
+#include "contentcoding/detail/formats.hpp"
 #include "tests/codec/FormatSupport.h"
 
 namespace {
@@ -11,14 +8,23 @@ namespace {
 namespace ascii85 = contentcoding::ascii85;
 namespace base16 = contentcoding::base16;
 namespace base32 = contentcoding::base32;
+namespace base64 = contentcoding::base64;
+namespace dkim = contentcoding::dkim;
 namespace eda = contentcoding::eda;
+namespace quoted_printable = contentcoding::quoted_printable;
 
 using contentcoding::Bytes;
 
 // A format: its coders, what they are set to, and the characters that matter, which follow each of
 // the starts. Functions are found in the namespace of their last argument.
 
-struct Base16 {
+// Most formats have one text for each input, and no byte from 0x80 up.
+struct Strict {
+    static constexpr bool kOneText = true;
+    static constexpr std::string_view kFault = "\x80";
+};
+
+struct Base16 : Strict {
     using Encoder = base16::Encoder;
     using Decoder = base16::Decoder;
     static constexpr base16::Format kFormats[] = {
@@ -29,7 +35,7 @@ struct Base16 {
     static constexpr std::string_view kStarts[] = {""};
 };
 
-struct Base32 {
+struct Base32 : Strict {
     using Encoder = base32::Encoder;
     using Decoder = base32::Decoder;
     static constexpr base32::Format kFormats[] = {
@@ -45,7 +51,7 @@ struct Base32 {
                                                    "MFRGGZDFMY==="};
 };
 
-struct Ascii85 {
+struct Ascii85 : Strict {
     using Encoder = ascii85::Encoder;
     using Decoder = ascii85::Decoder;
     static constexpr ascii85::Format kFormats[] = {
@@ -59,13 +65,67 @@ struct Ascii85 {
     static constexpr std::string_view kStarts[] = {"", "9jqo", "<~9jq", "s8W"};
 };
 
-struct Eda {
+struct Eda : Strict {
     using Encoder = eda::Encoder;
     using Decoder = eda::Decoder;
     static constexpr eda::Format kFormats[] = {eda::kPlain};
     static constexpr eda::Accept kAccepts[] = {eda::kStrict, eda::kAnything};
     static constexpr std::string_view kCharacters = "05ZJ=z";
     static constexpr std::string_view kStarts[] = {"", "ZJ"};
+};
+
+struct Base64 : Strict {
+    using Encoder = base64::Encoder;
+    using Decoder = base64::Decoder;
+    static constexpr base64::Format kFormats[] = {
+        base64::kPlain, base64::kMime, base64::kUrlSafe, {.columns = 9, .lineEnd = "\n"}};
+    static constexpr base64::Accept kAccepts[] = {
+        base64::kStrict,
+        base64::kStrictUrlSafe,
+        base64::kForgiving,
+        base64::kFromMime,
+        base64::kAnything,
+        {.alphabet = base64::Alphabet::kEither, .cutGroup = true, .concatenated = true}};
+    static constexpr std::string_view kCharacters = "QR=-\n\0"sv;
+    static constexpr std::string_view kStarts[] = {"", "QUI", "QQ==", "Q Q =", "QUJDRA"};
+};
+
+struct QuotedPrintable {
+    using Encoder = quoted_printable::Encoder;
+    using Decoder = quoted_printable::Decoder;
+    static constexpr quoted_printable::Format kFormats[] = {
+        quoted_printable::kBinary,
+        quoted_printable::kPlain,
+        {.newlines = quoted_printable::Newlines::kCrLf, .columns = 10, .lineEnd = "\n"},
+        {.columns = 0, .protectLineStarts = false}};
+    static constexpr quoted_printable::Accept kAccepts[] = {
+        quoted_printable::kStrict,
+        quoted_printable::kFromMime,
+        {.lineEnd = "\n", .trailingSpace = true},
+        {.badEscapes = true, .lineEnds = true},
+        {.lowerCase = true, .longLines = true}};
+    static constexpr bool kOneText = false;
+    static constexpr std::string_view kFault = "=";
+    static constexpr std::string_view kCharacters = "=\r\n 4f";
+    static constexpr std::string_view kStarts[] = {
+        "",
+        "=4",
+        "= \t",
+        "a \r",
+        "...........................................................................",  // 75
+    };
+};
+
+struct Dkim {
+    using Encoder = dkim::Encoder;
+    using Decoder = dkim::Decoder;
+    static constexpr dkim::Format kFormats[] = {dkim::kPlain, {.columns = 10}};
+    static constexpr dkim::Accept kAccepts[] = {
+        dkim::kStrict, dkim::kFromMime, dkim::kAnything, {.badEscapes = true}, {.foreign = true}};
+    static constexpr bool kOneText = false;
+    static constexpr std::string_view kFault = "\x80";
+    static constexpr std::string_view kCharacters = "=4f; \xE9";
+    static constexpr std::string_view kStarts[] = {"", "=", "=4"};
 };
 
 template <class Face>
@@ -122,12 +182,13 @@ bool sizeIsExact(const auto& format) {
 template <class Face>
 class Faces : public testing::Test {};
 
-using AllFaces = testing::Types<Base16, Base32, Ascii85, Eda>;
+using AllFaces = testing::Types<Ascii85, Base16, Base32, Base64, Dkim, Eda, QuotedPrintable>;
 
 struct Names {
     template <class Face>
     static std::string GetName(int i) {
-        constexpr const char* kNames[] = {"Base16", "Base32", "Ascii85", "Eda"};
+#define CONTENTCODING_NAME(name) #name,
+        constexpr const char* kNames[] = {CONTENTCODING_STREAMED_FORMATS(CONTENTCODING_NAME)};
         return kNames[i];
     }
 };
@@ -179,7 +240,7 @@ TYPED_TEST(Faces, DecodersTakePiecesCutAnywhere) {
                   large);
 }
 
-// What is strictly accepted is what the encoder writes, and nothing else.
+// What the encoder writes is strictly accepted, and in most formats nothing else.
 TYPED_TEST(Faces, StrictTextIsThatOfTheEncoder) {
     const auto& format = TypeParam::kFormats[0];
     const auto& strict = TypeParam::kAccepts[0];
@@ -190,7 +251,9 @@ TYPED_TEST(Faces, StrictTextIsThatOfTheEncoder) {
     forEachText<TypeParam>([&](const std::string& text) {
         const Result<std::string> bytes = decode(Bytes(text), strict);
         if (bytes) {
-            ASSERT_EQ(encode(*bytes, format), text);
+            if (TypeParam::kOneText) {
+                ASSERT_EQ(encode(*bytes, format), text);
+            }
             ++accepted;
         }
     });
@@ -229,7 +292,8 @@ TYPED_TEST(Faces, ContainersKeepWhatTheyHad) {
     append(held, "abc"sv, format);
     EXPECT_EQ(held, "held" + encode("abc"sv, format));
     held = "held";
-    EXPECT_FALSE(decodeAppend(held, Bytes(encode(noise(50), format) + "\x80"), strict));
+    EXPECT_FALSE(decodeAppend(
+        held, Bytes(encode(noise(50), format) + std::string(TypeParam::kFault)), strict));
     EXPECT_EQ(held, "held");
     EXPECT_TRUE(decodeAppend(held, Bytes(encode("abc"sv, format)), strict));
     EXPECT_EQ(held, "heldabc");

@@ -1,6 +1,8 @@
 #include <utility>
 
-#include "tests/TestSupport.h"
+#include "contentcoding/dkim.hpp"
+#include "contentcoding/quoted_printable.hpp"
+#include "tests/codec/FormatSupport.h"
 
 namespace {
 
@@ -374,4 +376,71 @@ TEST(QuotedPrintable, HostileInputTakesLinearTime) {
                   unit == "\n" || unit == "\r" ? text : "x");
         EXPECT_EQ(decodeDkim(text), referenceDecodeDkim(text));
     }
+}
+
+// ---- What the strict decoders and their leniencies make of a text ----
+
+TEST(QuotedPrintable, DecoderAcceptsWhatItIsTold) {
+    using namespace contentcoding::quoted_printable;
+    using enum Fault;
+    const std::string full(76, 'x');
+    expectDecodings<Accept>({
+        {"Caf=C3=A9=\r\n!\r\n", {}, "Caf\xC3\xA9!\r\n"s},
+        {"a\r\nb", {.lineEnd = "\n"}, "a\nb"s},
+        // Bytes that should be escaped are themselves: 0xBD is no "=".
+        {"\xBD"
+         "41\0\x7F"s,
+         {},
+         "\xBD"
+         "41\0\x7F"s},
+        {"a=4", {}, Error{kBadEscape, 1}},
+        {"a=4g", {}, Error{kBadEscape, 1}},
+        {"a=", {}, Error{kBadEscape, 1}},
+        {"a=4g=", {.badEscapes = true}, "a=4g"s},
+        {"a=4\r\n", {.badEscapes = true}, "a=4\r\n"s},
+        {"=c3=A9", {}, Error{kLowerCase, 1}},
+        {"=Ca", {}, Error{kLowerCase, 2}},
+        {"=ca", {.lowerCase = true}, "\xCA"s},
+        {full, {}, full},
+        {full + "x", {}, Error{kLongLine, 76}},
+        {full + "=\r\n", {}, Error{kLongLine, 76}},
+        {full + "x", {.longLines = true}, full + "x"},
+        {"a \t\r\n", {}, Error{kTrailingSpace, 1}},
+        {"a= \r\n", {}, Error{kTrailingSpace, 2}},
+        {"a ", {}, Error{kTrailingSpace, 1}},
+        {"a \t\r\nb= \r\nc ", {.trailingSpace = true}, "a\r\nbc"s},
+        {"a" + std::string(258, ' '), kFromMime, "a  "s},
+        {"a\nb", {}, Error{kLineEnd, 1}},
+        {"a\rb", {}, Error{kLineEnd, 1}},
+        {"a\r\r\n", {}, Error{kLineEnd, 1}},
+        {"a\nb=\nc\rd\r\r\n", {.lineEnds = true}, "a\r\nbc\rd\r\n"s},
+    });
+}
+
+TEST(QuotedPrintable, TextHasLineEndsOfEitherForm) {
+    namespace qp = contentcoding::quoted_printable;
+    EXPECT_EQ(qp::encode("a \nb\t\r\n\r.\n"), "a=20\r\nb=09\r\n=0D.\r\n");
+    EXPECT_EQ(qp::encode("a\n.\nFrom x", {.lineEnd = "\n"}), "a\n=2E\n=46rom x");
+    EXPECT_EQ(qp::encode("a\n. ", {.newlines = qp::Newlines::kCrLf}), "a=0A.=20");
+    EXPECT_EQ(qp::encode("a\r\n ", qp::kBinary), "a=0D=0A=20");
+    EXPECT_EQ(qp::encode(".\nFrom ", {.columns = 0, .protectLineStarts = false}), ".\r\nFrom=20");
+    EXPECT_EQ(qp::encode(x(100, "x"), {.columns = 0}), x(100, "x"));
+}
+
+TEST(Dkim, DecoderAcceptsWhatItIsTold) {
+    using namespace contentcoding::dkim;
+    using enum Fault;
+    expectDecodings<Accept>({
+        {"a=3B \t\r\n b", {}, "a;b"s},
+        {"a;", {}, Error{kForeignCharacter, 1}},
+        {"a\xE9", {}, Error{kForeignCharacter, 1}},
+        {"a;\xE9", {.foreign = true}, "a;\xE9"s},
+        {"=3b", {}, Error{kLowerCase, 2}},
+        {"=3b", kFromMime, ";"s},
+        {"a=\r\n3B", {}, Error{kBadEscape, 1}},
+        {"a=", {}, Error{kBadEscape, 1}},
+        {"a=\r\nb=4", kAnything, "a=b=4"s},
+    });
+    EXPECT_EQ(contentcoding::dkim::encode("a b;c=d12345", {.columns = 10}),
+              "a=20b=3Bc\r\n =3Dd12345");
 }
