@@ -261,7 +261,7 @@ Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
 namespace {
 
 // Input and output of one part fit in the first cache.
-constexpr std::size_t kPartChars = 8192;
+constexpr std::size_t kPartChars = 16384;
 
 }  // namespace
 

@@ -366,7 +366,7 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
 }
 
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
-    constexpr std::size_t kFirstPart = 4096, kGrowth = 8;
+    constexpr std::size_t kFirstPart = 8192, kGrowth = 16;
     std::string_view rest(text ? text : "");
     BufferWindow<DataBuffer, kBase32FlushBytes + 1> window(out, Blocks::above(kBase32FlushBytes));
     base32::Decoder decoder(base32::kAnything);

@@ -99,12 +99,11 @@ private:
             // for each 7, or 2 characters for the 3 of ".", CR, LF.
             const std::size_t part =
                 std::min((room.size() - kOverwrite - kEscapeRoom) / 2, kPartChars);
-            Part text{room.data(), room.data(), room.data() + room.size() - kOverwrite};
-            if (m_inserts) text.from += part;
+            char* const from = room.data() + (m_inserts ? part : 0);
             std::size_t size = m_state.textSize;
-            std::memcpy(text.from, m_state.text, sizeof m_state.text);
+            if (size > 0) std::memcpy(from, m_state.text, sizeof m_state.text);
             unsigned char held = 0;
-            const auto done = m_rules.escape(p, n, isEnd, text.from + size, part - size, held);
+            const auto done = m_rules.escape(p, n, isEnd, from + size, part - size, held);
             p += done.read;
             n -= done.read;
             size += done.written;
@@ -113,8 +112,7 @@ private:
                 m_state.heldCount = held;
                 n = 0;
             }
-            text.size = size;
-            const char* const end = cutLines(text, isEnd && n == 0);
+            const char* const end = cutLines(room, from, size, isEnd && n == 0);
             out.wrote(static_cast<std::size_t>(end - room.data()));
         } while (n > 0);
         return true;
@@ -168,8 +166,10 @@ private:
         }
     };
 
-    // Cuts the text into lines, and keeps what is too short for that; returns the end of the lines.
-    char* cutLines(Part text, bool isEnd) {
+    // Cuts the text, `size` characters from `from` on, into lines, and keeps what is too short for
+    // that; returns the end of the lines.
+    char* cutLines(std::span<char> room, char* from, std::size_t size, bool isEnd) {
+        Part text{room.data(), from, room.data() + room.size() - kOverwrite, size};
         std::size_t column = m_state.column;
         m_inserts = false;
         while (text.size > 0 && (isEnd || text.size >= 2 * kLookAhead)) {

@@ -158,8 +158,8 @@ public:
         : m_accept(accept), m_values(&values) {}
     Result<void> write(Bytes piece, Window& out);
     Result<void> end(Window& out);
-    // All of a text that is accepted whatever it is, as kAnything has it, to where there is room for
-    // maxDecodedSize(); returns how many bytes there are.
+    // All of a text that is accepted whatever it is, as kAnything has it, to where there is room
+    // for maxDecodedSize(); returns how many bytes there are.
     std::size_t decodeAnything(Bytes text, char* bytes);
     // The bits of a group cut short that completed no byte, in the high ones.
     unsigned char cutBits() const { return m_cutBits; }
