@@ -82,6 +82,8 @@ public:
     // The same as write() and end(), for bytes that do not come in pieces, of a coder that is not
     // used again.
     [[nodiscard]] bool writeAll(Bytes bytes, Window& out) {
+        // A short text that has to be broken would have to be moved first.
+        m_inserts = true;
         return writeSome(bytes.data(), bytes.size(), true, out);
     }
 
