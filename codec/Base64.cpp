@@ -251,7 +251,7 @@ Result<std::size_t> encodeInto(Room room, Bytes bytes, const Format& format) {
 namespace {
 
 // Input and output of one part fit in the first cache.
-constexpr std::size_t kPartChars = 8192;
+constexpr std::size_t kPartChars = 16384;
 
 }  // namespace
 
@@ -287,18 +287,37 @@ bool Decoder::writeBulk(std::string_view& text, Window& out) {
     const std::size_t fits = room.size() / kGroupBytes * kQuantumChars + kQuantumChars - 1;
     const std::size_t part = std::min(std::min(text.size(), kPartChars), fits);
     const std::size_t run = acceptable(text.substr(0, part));
-    const auto done = kernels().decodeBase64(text.data(), run, *m_values, bytesAt(room));
-    out.wrote(done.written);
-    for (std::size_t i = done.read; i < run; ++i) {
+    out.wrote(decodeRun(text.substr(0, run), room.data()));
+    text.remove_prefix(run);
+    return true;
+}
+
+// Decodes what acceptable() found; returns how many bytes there are.
+std::size_t Decoder::decodeRun(std::string_view text, char* bytes) {
+    const auto done = kernels().decodeBase64(text.data(), text.size(), *m_values,
+                                             reinterpret_cast<unsigned char*>(bytes));
+    for (std::size_t i = done.read; i < text.size(); ++i) {
         const unsigned char value = m_values->entry[static_cast<unsigned char>(text[i])];
         if (value == kBase64Skipped) continue;
         m_bits = m_bits << 6 | value;
         m_lastDigit = m_offset + i;
         ++m_digits;
     }
-    text.remove_prefix(run);
-    m_offset += run;
-    return true;
+    m_offset += text.size();
+    return done.written;
+}
+
+std::size_t Decoder::decodeAnything(Bytes bytes, char* to) {
+    const std::string_view text = bytes.text();
+    if (text.size() <= kPartChars) {
+        const std::size_t n = decodeRun(text.substr(0, acceptable(text)), to);
+        cutGroup();
+        return n + writeGroup(to + n);
+    }
+    SpanWindow window({to, maxDecodedSize(text.size())});
+    // Nothing is refused: there is room.
+    (void)(write(bytes, window) && end(window) && window.finish());
+    return window.size();
 }
 
 bool Decoder::fail(Fault fault, std::uint64_t offset) {
@@ -342,22 +361,33 @@ bool Decoder::takePad(Window& out) {
 
 // Writes the bytes of the group's digits, be they four or fewer.
 bool Decoder::endGroup(Window& out) {
-    constexpr unsigned int kWordBytes = 4;
-    const unsigned int bytes = m_digits * 6u / 8, left = m_digits * 6u % 8;
-    const std::uint32_t bits = m_bits << (32 - m_digits * 6u) % 32;  // from the highest one on
-    m_cutBits = static_cast<unsigned char>((m_bits & ((1u << left) - 1)) << (8 - left));
+    const unsigned int bytes = m_digits * 6u / 8;
+    cutGroup();
     if (m_cutBits != 0 && bytes > 0 && !m_accept.leftoverBits)
         return fail(Fault::kLeftoverBits, m_lastDigit);
     if (bytes > 0) {
         const std::span<char> room = out.room(bytes);
         if (room.empty()) return fail(Fault::kStopped, m_offset);
-        for (unsigned int i = 0; i < bytes; ++i)
-            room[i] = static_cast<char>(bits >> (8 * (kWordBytes - 1 - i)));
-        out.wrote(bytes);
+        out.wrote(writeGroup(room.data()));
     }
     m_bits = 0;
     m_digits = m_pads = 0;
     return true;
+}
+
+// Notes the bits of the group that complete no byte.
+void Decoder::cutGroup() {
+    const unsigned int left = m_digits * 6u % 8;
+    m_cutBits = static_cast<unsigned char>((m_bits & ((1u << left) - 1)) << (8 - left));
+}
+
+std::size_t Decoder::writeGroup(char* bytes) {
+    constexpr unsigned int kWordBytes = 4;
+    const std::uint32_t bits = m_bits << (32 - m_digits * 6u) % 32;  // from the highest one on
+    const unsigned int n = m_digits * 6u / 8;
+    for (unsigned int i = 0; i < n; ++i)
+        bytes[i] = static_cast<char>(bits >> (8 * (kWordBytes - 1 - i)));
+    return n;
 }
 
 Result<void> Decoder::end(Window& out) {

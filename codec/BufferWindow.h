@@ -77,6 +77,8 @@ private:
 
     bool handOverDue() {
         const std::size_t due = m_blocks.due(held());
+        // What lies in the buffer's memory is not refused: one step for all blocks.
+        if (isDirect()) return due == 0 || handOver(due);
         for (std::size_t done = 0; done < due;) {
             const std::size_t n = m_blocks.exact ? m_blocks.size : due;
             if (!handOver(n) && !m_blocks.goesOn) return false;

@@ -71,7 +71,7 @@ struct Tail {
     std::size_t size;
 };
 
-bool appendBase64Text(base64::Encoder encoder, const void* data, unsigned int len,
+bool appendBase64Text(base64::Encoder&& encoder, const void* data, unsigned int len,
                       std::string_view end, StringBuffer& out) {
     assert(BufferAccess::isApart(out, data, len));
     const auto sizes = encoder.sizesOf(len);
@@ -114,11 +114,9 @@ unsigned int decodeBase64Text(const char* text, unsigned int len,
                               const contentcoding::Base64Values& values, unsigned char* bytes,
                               unsigned char& cut) {
     base64::Decoder decoder(base64::kAnything, values);
-    SpanWindow window({bytes, base64::maxDecodedSize(len)});
-    // Every text is accepted, and there is room.
-    (void)(decoder.write({text, len}, window) && decoder.end(window) && window.finish());
+    const std::size_t n = decoder.decodeAnything({text, len}, reinterpret_cast<char*>(bytes));
     cut = decoder.cutBits();
-    return static_cast<unsigned int>(window.size());
+    return static_cast<unsigned int>(n);
 }
 
 // What the array of a decoder has beyond the bytes of its digits.
@@ -154,7 +152,7 @@ quoted_printable::Encoder qpEncoder(unsigned int lineLength) {
 
 // Of the blocks only the last one's result is looked at.
 template <class Encoder>
-bool appendEscaped(Encoder encoder, const void* data, unsigned int len, StringBuffer& out) {
+bool appendEscaped(Encoder&& encoder, const void* data, unsigned int len, StringBuffer& out) {
     assert(BufferAccess::isApart(out, data, len));
     BufferWindow<StringBuffer, kQpBlock> window(out, Blocks::of(kQpBlock).goingOn());
     return encoder.writeAll({data, len}, window) && window.finish();
@@ -376,7 +374,7 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
 
 bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
     assert(BufferAccess::isApart(out, text, zqStrLen(text)));
-    constexpr std::size_t kFirstPart = 4096, kGrowth = 8;
+    constexpr std::size_t kFirstPart = 8192, kGrowth = 16;
     std::string_view rest(text ? text : "");
     BufferWindow<DataBuffer, kBase32FlushBytes + 1> window(out, Blocks::above(kBase32FlushBytes));
     base32::Decoder decoder(base32::kAnything);

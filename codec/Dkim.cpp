@@ -129,13 +129,15 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
     }
     if (text.empty()) return {};
     if (const auto done = decodeSpan(text, false, out); !done) return done;
-    m_pendingSize = static_cast<unsigned char>(text.copy(m_pending, sizeof m_pending));
+    if (!text.empty())
+        m_pendingSize = static_cast<unsigned char>(text.copy(m_pending, sizeof m_pending));
     return {};
 }
 
 Result<void> Decoder::end(Window& out) {
     std::string_view last(m_pending, m_pendingSize);
-    const auto done = decodeSpan(last, true, out);
+    Result<void> done;
+    if (!last.empty()) done = decodeSpan(last, true, out);
     m_pendingSize = 0;
     m_offset = 0;
     return done;
@@ -166,6 +168,7 @@ Result<void> Decoder::decodeSpan(std::string_view& text, bool isEnd, Window& out
 // The first fault in a text without an escape that is cut, but for its end.
 Result<void> Decoder::check(std::string_view text) const {
     const bool anyEscape = m_accept.badEscapes && m_accept.lowerCase;
+    if (anyEscape && m_accept.foreign) return {};
     std::size_t fine = text.size();
     Fault fault = Fault::kForeignCharacter;
     if (!m_accept.foreign)

@@ -74,24 +74,23 @@ public:
     [[nodiscard]] bool end(Window& out) {
         unsigned char last[sizeof m_state.held];
         std::memcpy(last, m_state.held, sizeof last);
-        return finish(last, m_state.heldCount, out);
+        const bool written = writeSome(last, m_state.heldCount, true, out);
+        m_state = {};
+        return written;
     }
 
-    // The same as write() and end(), for bytes that do not come in pieces.
+    // The same as write() and end(), for bytes that do not come in pieces, of a coder that is not
+    // used again.
     [[nodiscard]] bool writeAll(Bytes bytes, Window& out) {
-        return finish(bytes.data(), bytes.size(), out);
+        // A short text that has to be broken would have to be moved first.
+        m_inserts = true;
+        return writeSome(bytes.data(), bytes.size(), true, out);
     }
 
 private:
     // Less than a block of the class, so that a part fills no more than one.
     static constexpr std::size_t kPartChars = 1500;
     static constexpr std::size_t kMostInserted = 3;
-
-    bool finish(const unsigned char* p, std::size_t n, Window& out) {
-        const bool written = writeSome(p, n, true, out);
-        m_state = {};
-        return written;
-    }
 
     bool writeSome(const unsigned char* p, std::size_t n, bool isEnd, Window& out) {
         m_state.heldCount = 0;
@@ -102,12 +101,11 @@ private:
             // for each 7, or 2 characters for the 3 of ".", CR, LF.
             const std::size_t part =
                 std::min((room.size() - kOverwrite - kEscapeRoom) / 2, kPartChars);
-            Part text{room.data(), room.data(), room.data() + room.size() - kOverwrite};
-            if (m_inserts) text.from += part;
+            char* const from = room.data() + (m_inserts ? part : 0);
             std::size_t size = m_state.textSize;
-            std::memcpy(text.from, m_state.text, sizeof m_state.text);
+            if (size > 0) std::memcpy(from, m_state.text, sizeof m_state.text);
             unsigned char held = 0;
-            const auto done = m_rules.escape(p, n, isEnd, text.from + size, part - size, held);
+            const auto done = m_rules.escape(p, n, isEnd, from + size, part - size, held);
             p += done.read;
             n -= done.read;
             size += done.written;
@@ -116,9 +114,8 @@ private:
                 m_state.heldCount = held;
                 n = 0;
             }
-            text.size = size;
-            cutLines(text, isEnd && n == 0);
-            out.wrote(static_cast<std::size_t>(text.to - room.data()));
+            const char* const end = cutLines(room, from, size, isEnd && n == 0);
+            out.wrote(static_cast<std::size_t>(end - room.data()));
         } while (n > 0);
         return true;
     }
@@ -171,17 +168,20 @@ private:
         }
     };
 
-    // Cuts the text into lines, and keeps what is too short for that.
-    void cutLines(Part& text, bool isEnd) {
+    // Cuts the text, `size` characters from `from` on, into lines, and keeps what is too short for
+    // that; returns the end of the lines.
+    char* cutLines(std::span<char> room, char* from, std::size_t size, bool isEnd) {
+        Part text{room.data(), from, room.data() + room.size() - kOverwrite, size};
+        std::size_t column = m_state.column;
         m_inserts = false;
         while (text.size > 0 && (isEnd || text.size >= 2 * kLookAhead)) {
             std::size_t line = text.size;
             if constexpr (Rules::kHasHardBreaks) line = text.lineLength();
-            const Cut cut = m_rules.cut({text.from, text.size}, line, m_state.column, isEnd);
+            const Cut cut = m_rules.cut({text.from, text.size}, line, column, isEnd);
             std::string_view after;
             char escape[kMostInserted + 1] = {};
             std::size_t read = cut.chars;
-            std::size_t column = m_state.column + cut.chars;
+            column += cut.chars;
             switch (cut.end) {
                 case Cut::End::kNone:
                     break;
@@ -209,10 +209,12 @@ private:
             text.to += written;
             text.from += read;
             text.size -= read;
-            m_state.column = column;
         }
-        std::memcpy(m_state.text, text.from, text.size);
+        m_state.column = column;
+        // All of it at once: there is memory to read from after the text.
+        if (text.size > 0) std::memcpy(m_state.text, text.from, sizeof m_state.text);
         m_state.textSize = static_cast<unsigned char>(text.size);
+        return text.to;
     }
 
     detail::EscapedState& m_state;

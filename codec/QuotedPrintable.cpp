@@ -473,10 +473,10 @@ std::size_t LegacyDecoder::decodeLine(std::string_view text, bool isWhole) {
 // False when a soft line break ends it.
 bool LegacyDecoder::decodeContent(std::string_view text, std::size_t n) {
     for (std::size_t i = 0; i < n;) {
+        if (i == n - 1 && !kNotEscaped[static_cast<unsigned char>(text[i])]) return false;
         const std::size_t read = unescape(text.substr(i, n - i), kLegacyContentRules).read;
         i += read;
         if (read > 0) continue;
-        if (i == n - 1) return false;
         i += decodeEscape(text.substr(i), n - i);
     }
     return true;

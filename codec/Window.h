@@ -124,7 +124,7 @@ private:
         m_next = m_end = m_array;
         for (std::size_t at = 0; at < due; at += step)
             if (!m_take(m_array + at, step) && !m_blocks.goesOn) return false;
-        std::memmove(m_array, m_array + due, all - due);
+        if (due < all) std::memmove(m_array, m_array + due, all - due);
         m_next = m_array + (all - due);
         return true;
     }

@@ -158,6 +158,9 @@ public:
         : m_accept(accept), m_values(&values) {}
     Result<void> write(Bytes piece, Window& out);
     Result<void> end(Window& out);
+    // All of a text that is accepted whatever it is, as kAnything has it, to where there is room
+    // for maxDecodedSize(); returns how many bytes there are.
+    std::size_t decodeAnything(Bytes text, char* bytes);
     // The bits of a group cut short that completed no byte, in the high ones.
     unsigned char cutBits() const { return m_cutBits; }
 
@@ -169,6 +172,9 @@ private:
     bool takeOne(unsigned char c, Window& out);
     bool takePad(Window& out);
     bool endGroup(Window& out);
+    std::size_t decodeRun(std::string_view text, char* bytes);
+    void cutGroup();
+    std::size_t writeGroup(char* bytes);
     bool fail(Fault fault, std::uint64_t offset);
     std::size_t acceptable(std::string_view text) const;
 
