@@ -176,7 +176,7 @@ private:
     unsigned int m_pending = 0;  // bytes before the step that have not become characters yet
 };
 
-// Each ill-formed part becomes one U+FFFD, which is no fault where the input itself has it.
+// Each ill-formed part becomes one U+FFFD, which is not a fault where the input itself has it.
 void TableReader::onIllFormed(const void* reader, UConverterToUnicodeArgs* args, const char*,
                               int32_t, UConverterCallbackReason reason, UErrorCode* error) {
     if (reason > UCNV_IRREGULAR) return;  // a reset or the end of the converter
@@ -235,7 +235,7 @@ bool TableReader::endsHzShort() {
     return m_firstFault || target - m_units.data() > 1;
 }
 
-// Some charsets can write single surrogates, which are no characters.
+// Some charsets can write single surrogates, which are not characters.
 void TableReader::addUnit(UChar unit, unsigned int offset, Piece& piece, Faults& faults) {
     const char32_t high = std::exchange(m_high, 0);
     if (high != 0 && isLowSurrogate(unit)) {

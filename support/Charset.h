@@ -12,7 +12,7 @@
 // Converting text between charsets, and the charsets' names and numbers.
 //
 // A code page is a charset's number among the Windows code pages: 65001 for UTF-8, 1200 for
-// UTF-16 and 12000 for UTF-32, both little-endian. 0 is no code page.
+// UTF-16 and 12000 for UTF-32, both little-endian. 0 is not a code page.
 //
 // A charset name is a name as MIME headers have it. Forgiven in a name:
 //   - letters of the other case
@@ -56,7 +56,7 @@ public:
     //   data     must not lie in `out`; null counts as no bytes, and with no bytes the result is
     //            true, whatever the charsets
     //   out      appended to, never cleared; also with faults everything convertible is there.
-    //            Bytes that are no text in their charset become U+FFFD, one for each maximal
+    //            Bytes that are not text in their charset become U+FFFD, one for each maximal
     //            ill-formed part (a sequence cut short by the end is one part). A character, this
     //            one included, that the target lacks becomes the target's substitution
     //            character: 0x1A in most charsets of one byte, or what its table has for it.
@@ -71,7 +71,7 @@ public:
     // As EncConvert, from a charset given by name. Besides the known charsets these are all that
     // the conversion library has.
     //   charset  not changed. "utf-16" and "utf-32", without an order, are big-endian unless a
-    //            byte-order mark at the start tells the order; that mark is removed.
+    //            byte-order mark at the start gives the order; that mark is removed.
     //   returns  also false when the name denotes no charset, which is logged
     //   source   RFC 2781, section 4.3
     bool ChConvert2(StringBuffer& charset, int toCodePage, const unsigned char* data,

@@ -142,7 +142,7 @@ constexpr bool isLetter(char c) { return toLowerAscii(c) >= 'a' && toLowerAscii(
 constexpr std::size_t kNameCapacity = UCNV_MAX_CONVERTER_NAME_LENGTH;
 
 // A name as names are compared: small letters and digits, no zeros at the start of a number.
-// Empty for what is no name.
+// Empty for what is not a name.
 struct NameKey {
     std::array<char, kNameCapacity> text{};
     std::size_t length = 0;
@@ -258,7 +258,7 @@ std::optional<Charset> findCharset(int codePage) {
 
 std::optional<Charset> findCharset(std::string_view name) {
     name = trimmed(name.substr(0, name.find('*')));
-    // What else the library understands, such as options after a comma, is no part of a name.
+    // What else the library understands, such as options after a comma, is not part of a name.
     if (!std::all_of(name.begin(), name.end(), isNameCharacter)) return std::nullopt;
     const NameKey key(name);
     if (key.length == 0) return std::nullopt;
