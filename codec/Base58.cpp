@@ -22,8 +22,8 @@ constexpr auto zq_b58digits_map = kDigits.values;
 static_assert(zq_b58digits_map['z'] == 57 && zq_b58digits_map['0'] == kNoDigit);
 constexpr char kZero = b58digits_ordered[0];
 
-// Digits have values up to this, and what they are gathered in by "or" too; what is no digit has a
-// value above it.
+// Digits have values up to this, and what they are gathered in by "or" too; what is not a digit has
+// a value above it.
 constexpr unsigned int kHighestFound = 63;
 
 constexpr unsigned int kHalfDigits = kLimbDigits / 2;
@@ -154,7 +154,8 @@ std::uint64_t ToBytes::workSize() const {
     return BigNumber::workSize(std::uint64_t{m_count} * 733 / 1000 / kWordBytes + 1 + kWordsAtOnce);
 }
 
-// Takes ten digits at most; what they have in common with what is no digit is gathered in `found`.
+// Takes ten digits at most; what they have in common with what is not a digit is gathered in
+// `found`.
 std::uint64_t ToBytes::takeValue(std::size_t count, unsigned int& found) {
     std::uint64_t value = 0;
     std::size_t read = 0;
@@ -188,7 +189,7 @@ Result<void> ToBytes::convert(std::uint64_t* work) {
         m_number.multiplyAdd(kLimb, values);
     }
     if (found > kHighestFound) return faultIn(all);
-    // Only the first word can start with zero bytes that are no part of the number.
+    // Only the first word can start with zero bytes that are not part of the number.
     const std::size_t words = m_number.size();
     while (words > 0 && m_number[words - 1] >> (8 * (kWordBytes - 1 - m_skipped)) == 0)
         ++m_skipped;

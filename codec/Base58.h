@@ -54,7 +54,7 @@ private:
     std::size_t m_zeros = 0;
     std::size_t m_count;         // of the digits that follow
     BigNumber m_number;          // in words
-    unsigned int m_skipped = 0;  // bytes of the highest word that are no part of the number
+    unsigned int m_skipped = 0;  // bytes of the highest word that are not part of the number
 };
 
 // Memory to work in; false when it is short.

@@ -100,7 +100,7 @@ public:
     template <std::size_t Count>
     static constexpr std::size_t kGrowth = Count * 64 / 58 + 1;
 
-    // In limbs: puts words behind the number, the most significant one first.
+    // In limbs: puts words after the number, the most significant one first.
     template <std::size_t Count>
     void shiftIn(std::array<std::uint64_t, Count> words) {
         grow(kGrowth<Count>);

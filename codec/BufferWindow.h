@@ -111,8 +111,7 @@ private:
     Buffer& m_out;
     Blocks m_blocks;
     bool m_hasAll = false;
-    char*
-        m_base;  // what is held and not handed over: in the array, or behind the buffer's contents
+    char* m_base;  // what is held and not handed over: in the array, or after the buffer's contents
     char m_array[Size + kMostAsked];
 };
 

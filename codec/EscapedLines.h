@@ -219,7 +219,7 @@ private:
 
     detail::EscapedState& m_state;
     const Rules& m_rules;
-    bool m_inserts = false;  // whether the part before was no use where it was written
+    bool m_inserts = false;  // whether the part before was of no use where it was written
 };
 
 }  // namespace contentcoding

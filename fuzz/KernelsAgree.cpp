@@ -93,7 +93,7 @@ Base64Values drawValues(Input& input) {
     return values;
 }
 
-// How far behind the last quantum a kernel goes on reading is its own affair.
+// How far past the last quantum a kernel goes on reading is its own affair.
 void decodesBase64(const Kernels& kernels, const Kernels& portable, Input& input, Placed& text) {
     const Base64Values values = drawValues(input);
     const std::size_t room = text.size() / 4 * 3;

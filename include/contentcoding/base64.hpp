@@ -105,7 +105,7 @@ public:
     [[nodiscard]] bool finish(Sink auto&& sink) { return finishSink(detail::SinkRef(sink)); }
 
     // For the library itself: digits of the caller's own, and lines of so many groups, each with a
-    // line break behind it, but none for the last one unless it is full.
+    // line break after it, but none for the last one unless it is full.
     Encoder(const char* digits, std::size_t lineGroups, std::string_view lineBreak);
     // The same as feed() and finish(), to a window, without its finish().
     [[nodiscard]] bool write(Bytes piece, Window& out);

@@ -387,7 +387,7 @@ TEST(QuotedPrintable, DecoderAcceptsWhatItIsTold) {
     expectDecodings<Accept>({
         {"Caf=C3=A9=\r\n!\r\n", {}, "Caf\xC3\xA9!\r\n"s},
         {"a\r\nb", {.lineEnd = "\n"}, "a\nb"s},
-        // Bytes that should be escaped are themselves: 0xBD is no "=".
+        // Bytes that should be escaped are themselves: 0xBD does not count as "=".
         {"\xBD"
          "41\0\x7F"s,
          {},

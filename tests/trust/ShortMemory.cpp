@@ -53,7 +53,7 @@ void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(m
 
 namespace {
 
-// What the charset library allocates fails too, but it may keep it: caches are no leaks.
+// What the charset library allocates fails too, but it may keep it: caches are not leaks.
 void* icuAllocate(const void*, std::size_t n) { return failsNow() ? nullptr : std::malloc(n); }
 void* icuReallocate(const void*, void* memory, std::size_t n) {
     return failsNow() ? nullptr : std::realloc(memory, n);
