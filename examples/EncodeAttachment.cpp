@@ -9,7 +9,8 @@ int main() {
     constexpr unsigned int kBytes = 10000;
     const std::string attachment(kBytes, '\xA5');
     ContentCoding codec;
-    contentcoding::FileOutput body(stdout);
+    contentcoding::CallableOutput body(
+        [](const char* block, unsigned int n) { return std::fwrite(block, 1, n, stdout) == n; });
     _zqIoParams ioParams;
     LogText log;
     if (!codec.encodeBase64ToOutput(attachment.data(), kBytes, body, ioParams, log)) {

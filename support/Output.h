@@ -1,7 +1,6 @@
 #ifndef SUPPORT_OUTPUT_H
 #define SUPPORT_OUTPUT_H
 
-#include <cstdio>
 #include <utility>
 
 #include "contentcoding/export.hpp"
@@ -42,34 +41,6 @@ public:
 
 private:
     StringBuffer* m_out;
-};
-
-// Writes to the caller's open file descriptor, or to that of the caller's stream, which stays open.
-// The stream is flushed first, and nothing is left in its buffer. Short writes and interrupted ones
-// are continued. The first error is logged, kept, and final: nothing is written after it.
-class CONTENTCODING_EXPORT FileOutput final : public _zqOutput {
-public:
-    explicit FileOutput(int descriptor) : m_descriptor(descriptor) {}
-
-    // A stream over a file. A stream over memory has no descriptor: writing to it is an error.
-    explicit FileOutput(std::FILE* stream) : m_stream(stream) {}
-
-    ~FileOutput() override;
-    FileOutput(const FileOutput&) = default;
-    FileOutput& operator=(const FileOutput&) = default;
-
-    [[nodiscard]] bool writeBytes(const char* data, unsigned int n, _zqIoParams& ioParams,
-                                  LogBase& log) override;
-
-    // The errno value of the first error; 0 if there was none.
-    int error() const { return m_error; }
-
-private:
-    std::size_t writeSome(const char* data, unsigned int n) const;
-
-    std::FILE* m_stream = nullptr;
-    int m_descriptor = -1;
-    int m_error = 0;
 };
 
 // Hands every block to a callable `bool(const char* data, unsigned int n)`.

@@ -187,7 +187,7 @@ Destination::Destination(const std::string& path)
             fchmod(m_descriptor, usualMode());
     }
     if (m_descriptor < 0) fail(errno);
-    m_output = contentcoding::FileOutput(m_descriptor);
+    m_output = FileOutput(m_descriptor);
 }
 
 Destination::~Destination() {
@@ -262,7 +262,7 @@ void Destination::copyInPlace() {
     const int complete = m_descriptor;
     m_descriptor = open(m_path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
     if (m_descriptor < 0) fail(errno);
-    m_output = contentcoding::FileOutput(m_descriptor);
+    m_output = FileOutput(m_descriptor);
     std::vector<char> block(kReadBytes);
     off_t done = 0;
     for (ssize_t n; (n = pread(complete, block.data(), block.size(), done)) != 0; done += n) {

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "support/Output.h"
 #include "tool/Failure.h"
+#include "tool/FileOutput.h"
 #include "tool/Progress.h"
 
 // The input of that name has more bytes than the operation takes, which is `limit`.
@@ -78,7 +78,7 @@ private:
     bool m_replaces = false;  // whether there is a file of that path already
     std::string m_held;       // small pieces, until they are worth a write
     int m_descriptor = 1;
-    contentcoding::FileOutput m_output{m_descriptor};
+    FileOutput m_output{m_descriptor};
 };
 
 #endif
