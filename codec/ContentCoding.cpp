@@ -93,8 +93,14 @@ bool appendBase64Text(base64::Encoder&& encoder, const void* data, unsigned int 
 
 bool encodeInLines(const void* data, unsigned int len, unsigned int lineLength,
                    std::string_view lineBreak, StringBuffer& out) {
-    if (!out.expectNumBytes(ContentCoding::computeBase64Size(len, lineLength))) return false;
-    if (!data || len == 0) return true;
+    // What is reserved is the hint, or the need where that is more and can be had.
+    const unsigned int hint = ContentCoding::computeBase64Size(len, lineLength);
+    if (!data) len = 0;
+    const std::size_t need = linesOf(lineLength, lineBreak).sizesOf(len).all() + kCrLf.size();
+    const bool isReserved = len > 0 && need > hint && need <= kMaxSize &&
+                            BufferAccess::reserve(out, static_cast<unsigned int>(need));
+    if (!isReserved && !out.expectNumBytes(hint)) return false;
+    if (len == 0) return true;
     const bool ok = appendBase64Text(linesOf(lineLength, lineBreak), data, len, kCrLf, out);
     // A last line that is full has its own break already: one CRLF is enough.
     const auto shorten = [&out](std::size_t n) {

@@ -208,6 +208,10 @@ public:
 
 private:
     void appendWithoutNuls(const words::Word& word);
+    void convert(const void* bytes, unsigned int n);
+
+    // As long as RFC 2047 allows, and more.
+    static constexpr std::size_t kShortWord = 256;
 
     DataBuffer& m_out;
     LogBase& m_log;
@@ -240,11 +244,22 @@ void Utf8Visitor::word(const words::Word& word) {
         appendWithoutNuls(word);
         return;
     }
-    m_bytes.clear();
-    if (!appendDecoded(word, m_bytes)) return;
-    if (m_converter.ChConvert2(m_charset, kUtf8, m_bytes.getData2(), m_bytes.getSize(), m_out,
-                               m_log))
+    // Most words are short: they need no memory of their own.
+    char few[kShortWord + contentcoding::kOverwrite];
+    if (word.text.size() <= kShortWord) {
+        SpanWindow window(few);
+        (void)(words::decode(word, window) && window.finish());  // there is room
+        convert(few, static_cast<unsigned int>(window.size()));
         return;
+    }
+    m_bytes.clear();
+    if (appendDecoded(word, m_bytes)) convert(m_bytes.getData2(), m_bytes.getSize());
+}
+
+// Appends bytes in m_charset.
+void Utf8Visitor::convert(const void* bytes, unsigned int n) {
+    const auto* const p = static_cast<const unsigned char*>(bytes);
+    if (m_converter.ChConvert2(m_charset, kUtf8, p, n, m_out, m_log)) return;
     m_log.LogError("Errors in decoding from the specified charset.");
     m_log.LogDataSb("charset", m_charset);
 }

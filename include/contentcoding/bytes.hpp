@@ -43,9 +43,16 @@ public:
     Bytes(const void* data, std::size_t size)
         : m_data(static_cast<const unsigned char*>(data)), m_size(data ? size : 0) {}
 
-    /// An array of constants loses one NUL at its end, as literals have it.
-    template <detail::Byte T, std::size_t N>
-    Bytes(const T (&array)[N]) : Bytes(array, N - (array[N - 1] == T{} ? 1 : 0)) {}
+    /// A literal, or another array of constant characters: one NUL at its end is not counted.
+    template <class T, std::size_t N>
+    requires std::same_as<T, const char> || std::same_as<T, const char8_t> Bytes(T (&array)[N])
+        : Bytes(array, N - (array[N - 1] == T{} ? 1 : 0)) {}
+
+    /// Any other array, whole.
+    template <class T, std::size_t N>
+    requires detail::Byte<std::remove_const_t<T>> &&
+        (!std::same_as<T, const char>)&&(!std::same_as<T, const char8_t>)Bytes(T (&array)[N])
+        : Bytes(array, N) {}
 
     template <class P>
     requires std::same_as < std::remove_cvref_t<P>,

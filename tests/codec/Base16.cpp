@@ -14,7 +14,7 @@ TEST(Base16, Vectors) {
         std::snprintf(text, sizeof text, "%02X", b);
         const std::string byte(1, static_cast<char>(b));
         EXPECT_EQ(base16::encode(byte), text);
-        EXPECT_EQ(shown(base16::decode(text)), shown(byte));
+        EXPECT_EQ(shown(base16::decode(std::string_view(text))), shown(byte));
     }
 }
 

@@ -297,6 +297,9 @@ TYPED_TEST(Faces, ContainersKeepWhatTheyHad) {
     EXPECT_EQ(held, "held");
     EXPECT_TRUE(decodeAppend(held, Bytes(encode("abc"sv, format)), strict));
     EXPECT_EQ(held, "heldabc");
+    std::vector<std::byte> bytes(1, std::byte{'x'});
+    append(bytes, "abc"sv, format);
+    EXPECT_EQ(Bytes(bytes).text(), "x" + encode("abc"sv, format));
 }
 
 TYPED_TEST(Faces, ASinkMayEndTheWork) {

@@ -17,6 +17,8 @@ TEST(Bytes, AreViewsOfWhateverHoldsBytes) {
     const char array[] = {'a', '\0', 'b'};
     const std::vector<std::byte> bytes(2, std::byte{'x'});
     const std::array<unsigned char, 2> numbers{'y', 'z'};
+    char room[] = {'a', '\0'};
+    const unsigned char key[] = {1, 0};
     const char* const null = nullptr;
     const char* const pointer = "ab\0c";
     const std::pair<Bytes, std::string_view> rows[] = {
@@ -24,7 +26,7 @@ TEST(Bytes, AreViewsOfWhateverHoldsBytes) {
         {u8"é", "\xC3\xA9"},     {"", ""},           {std::string_view("abc").substr(1), "bc"},
         {bytes, "xx"},           {numbers, "yz"},    {std::span(numbers).first(1), "y"},
         {pointer, "ab"},         {null, ""},         {Bytes(), ""},
-        {Bytes(nullptr, 5), ""},
+        {Bytes(nullptr, 5), ""}, {room, "a\0"sv},    {key, "\x01\0"sv},
     };
     for (const auto& [view, text] : rows)
         EXPECT_EQ(view.text(), text);

@@ -12,7 +12,7 @@ namespace {
 // Which allocation from now on fails, and whether all after it do too; none when it is negative.
 int failing = -1;
 bool forGood = false;
-long living = 0;
+long living = 0, made = 0;
 
 bool failsNow() {
     if (failing < 0) return false;
@@ -26,6 +26,7 @@ bool failsNow() {
 
 [[gnu::noinline]] void* allocate(std::size_t n) {
     void* const memory = failsNow() ? nullptr : std::malloc(n == 0 ? 1 : n);
+    made += memory ? 1 : 0;
     living += memory ? 1 : 0;
     return memory;
 }
@@ -235,4 +236,37 @@ TEST(ShortMemory, ALogLosesAWholeEntry) {
         EXPECT_TRUE(lost || str(log.text()) == "outer:\n  inner:\n    " + name + "\nafter\n") << k;
         EXPECT_TRUE(k == 0 ? lost : k < kAllocations || !lost) << k;
     }
+}
+
+// How many allocations an operation makes, into a buffer that is new.
+TEST(Allocations, AreFew) {
+    const ContentCoding codec;
+    LogNull log;
+    const std::string greek = x(9, "Καλημέρα κόσμε, "), bytes = noise(5000);
+    const auto decode = [&](const char* value) {
+        StringBuffer text(value);
+        const long before = made;
+        ContentCoding::QB_DecodeToUtf8(text, log);
+        return made - before;
+    };
+    EXPECT_LE(decode("=?utf-8?Q?Gr=C3=BC=C3=9Fe?= =?UTF-8?B?R3LDvMOfZQ==?= and more"), 1);
+    EXPECT_LE(decode("=?koi8-r?B?8NLJ18XU?= =?koi8-r?Q?=F0=D2=C9?="), 3);
+    const auto encode = [&](auto append) {
+        StringBuffer text;
+        const long before = made;
+        append(text);
+        return made - before;
+    };
+    EXPECT_LE(
+        encode([&](StringBuffer& text) { codec.qEncodeData2("Gr\xC3\xBC", 4, "utf-8", text); }), 1);
+    constexpr int kWords = 4;  // 72 characters each, at most
+    EXPECT_LE(encode([&](StringBuffer& text) {
+                  codec.bEncodeForMimeField(greek.data(), size32(greek), true, 65001, "utf-8", text,
+                                            log);
+              }),
+              2 * kWords);
+    EXPECT_EQ(encode([&](StringBuffer& text) {
+                  EXPECT_TRUE(codec.encodeBase64_crEntity(bytes.data(), size32(bytes), text));
+              }),
+              1);
 }
