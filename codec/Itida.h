@@ -4,7 +4,7 @@
 // Private: the canonical form of an e-invoice, measured before it is written.
 
 #include "codec/CanonicalForm.h"
-#include "support/JsonItem.h"
+#include "support/json/Item.h"
 #include "support/Memory.h"
 
 namespace contentcoding {

@@ -1,5 +1,5 @@
-#ifndef SUPPORT_JSONITEM_H
-#define SUPPORT_JSONITEM_H
+#ifndef SUPPORT_JSON_ITEM_H
+#define SUPPORT_JSON_ITEM_H
 
 // Private: what objects and arrays hold, for walks over whole documents.
 
@@ -27,6 +27,8 @@ struct JsonItem {
         return {container.m_items, container.m_count};
     }
 };
+
+inline constexpr JsonItem kNoItem{"", {""}, 0, kJsonNone};
 
 }  // namespace contentcoding
 
