@@ -4,8 +4,8 @@
 // Private: the canonical form of an e-invoice, measured before it is written.
 
 #include "codec/CanonicalForm.h"
-#include "support/json/Item.h"
 #include "support/Memory.h"
+#include "support/json/Item.h"
 
 namespace contentcoding {
 
