@@ -380,4 +380,14 @@ std::span<const KnownCharset> knownCharsets() {
     return kKnown;
 }
 
+std::span<const std::string_view> charsetNames() {
+    static constexpr auto kNames = [] {
+        std::array<std::string_view, kRowCount> names;
+        for (std::size_t i = 0; i < kRowCount; ++i)
+            names[i] = row(i).name;
+        return names;
+    }();
+    return kNames;
+}
+
 }  // namespace contentcoding

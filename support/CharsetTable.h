@@ -4,6 +4,7 @@
 // Private: the known charsets, and how to find one.
 
 #include <optional>
+#include <span>
 #include <string_view>
 
 namespace contentcoding {
@@ -36,6 +37,9 @@ struct Charset {
 // converted: the first look-up of each opens its converter.
 [[nodiscard]] std::optional<Charset> findCharset(int codePage);
 [[nodiscard]] std::optional<Charset> findCharset(std::string_view name);
+
+// The names of all that have a row in the table, by ascending code page.
+[[nodiscard]] std::span<const std::string_view> charsetNames();
 
 }  // namespace contentcoding
 

@@ -6,10 +6,14 @@
 namespace contentcoding {
 namespace {
 
+constexpr unsigned int atMost(std::size_t n, unsigned int most) {
+    return static_cast<unsigned int>(std::min<std::size_t>(n, most));
+}
+
 template <Decoded (*decode)(const unsigned char*, unsigned int)>
 void fill(Input& in, Piece& piece, Faults& faults) {
     while (piece.size < Piece::kCapacity && in.left() > 0) {
-        const Decoded decoded = decode(in.bytes + in.position, in.left());
+        const Decoded decoded = decode(in.bytes + in.position, atMost(in.left(), kMaxEncoded));
         piece.add(decoded.character, in.position, faults);
         in.position += decoded.length;
     }
@@ -17,13 +21,14 @@ void fill(Input& in, Piece& piece, Faults& faults) {
 }
 
 template <unsigned int (*encode)(char32_t, unsigned char*)>
-[[nodiscard]] bool drain(const Piece& piece, Faults& faults, DataBuffer& out) {
+[[nodiscard]] bool drain(const Piece& piece, Faults& faults, Appender out) {
     std::array<unsigned char, Piece::kCapacity * kMaxEncoded> block;
     unsigned int n = 0;
     for (unsigned int i = 0; i < piece.size; ++i) {
         const unsigned int length = encode(piece.characters[i], &block[n]);
         if (length == 0) {
-            faults.add(piece.offsets[i]);
+            faults.add(Faults::Side::kTarget, piece.offsets[i]);
+            if (faults.drops()) continue;
             block[n] = kSubstitute;
         }
         n += std::max(length, 1u);
@@ -66,7 +71,7 @@ CharsetForm formByMark(CharsetForm form, Input& in) {
             in.size >= mark.size() &&
             std::equal(mark.begin(), mark.end(), in.bytes,
                        [](char m, unsigned char b) { return static_cast<unsigned char>(m) == b; });
-        if (there) in.position = static_cast<unsigned int>(mark.size());
+        if (there) in.position = mark.size();
         return there;
     };
     using namespace std::string_view_literals;

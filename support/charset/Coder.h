@@ -2,7 +2,6 @@
 #define SUPPORT_CHARSET_CODER_H
 
 #include "support/CharsetTable.h"
-#include "support/DataBuffer.h"
 #include "support/charset/Piece.h"
 
 // Private: the charsets that need no converter.
@@ -12,7 +11,7 @@ namespace contentcoding {
 // How a charset that needs no converter is read and written.
 struct Coder {
     void (*fill)(Input& in, Piece& piece, Faults& faults);
-    bool (*drain)(const Piece& piece, Faults& faults, DataBuffer& out);
+    bool (*drain)(const Piece& piece, Faults& faults, Appender out);
 };
 
 // Null functions for a charset that needs one.

@@ -20,12 +20,14 @@ void TableReader::onIllFormed(const void* reader, UConverterToUnicodeArgs* args,
     if (reason == UCNV_IRREGULAR) return;  // an escape that follows another: it has taken effect
     auto& self = *static_cast<TableReader*>(const_cast<void*>(reader));
     if (!self.m_firstFault) self.m_firstFault = args->target;
+    ++self.m_faultCount;
+    if (self.m_drops) return;
     constexpr UChar kUnit = kReplacement;
     ucnv_cbToUWriteUChars(args, &kUnit, 1, 0, error);
 }
 
 bool TableReader::fill(Input& in, Piece& piece, Faults& faults) {
-    const unsigned int step = std::min(in.left(), kStep);
+    const auto step = static_cast<unsigned int>(std::min<std::size_t>(in.left(), kStep));
     const auto* const begin = reinterpret_cast<const char*>(in.bytes + in.position);
     const char* source = begin;
     UChar* target = m_units.data();
@@ -33,6 +35,8 @@ bool TableReader::fill(Input& in, Piece& piece, Faults& faults) {
     const UBool flush = end && !isHz(m_converter) ? 1 : 0;
     UErrorCode error = U_ZERO_ERROR;
     m_firstFault = nullptr;
+    m_faultCount = 0;
+    m_drops = faults.drops();
     const auto offsets = std::span(m_offsets).first(step * kUnitsPerByte + kMoreUnits);
     std::fill(offsets.begin(), offsets.end(), kNoOffset);
     ucnv_toUnicode(m_converter, &target, target + kUnits, &source, begin + step, m_offsets.data(),
@@ -45,19 +49,22 @@ bool TableReader::fill(Input& in, Piece& piece, Faults& faults) {
         const auto i = static_cast<std::size_t>(unit - m_units.data());
         const int32_t offset = unit == target ? 0 : i < offsets.size() ? offsets[i] : kNoOffset;
         if (offset < 0) return in.position - std::min(m_pending, in.position);
-        return std::min(in.position + static_cast<unsigned int>(offset), in.size - 1);
+        return std::min(in.position + static_cast<std::size_t>(offset), in.size - 1);
     };
-    if (m_firstFault) faults.add(offsetOf(m_firstFault));
+    if (m_firstFault) {
+        faults.add(Faults::Side::kSource, offsetOf(m_firstFault));
+        faults.count += m_faultCount - 1;
+    }
     for (const UChar* unit = m_units.data(); unit != target; ++unit)
         addUnit(*unit, offsetOf(unit), piece, faults);
 
-    in.position += static_cast<unsigned int>(source - begin);
+    in.position += static_cast<std::size_t>(source - begin);
     piece.last = end && error != U_BUFFER_OVERFLOW_ERROR;
     if (piece.last && isHz(m_converter) && endsHzShort())
         piece.add(kIllFormed, in.size - 1, faults);
     if (piece.last && m_high != 0) piece.add(kIllFormed, m_highOffset, faults);
     error = U_ZERO_ERROR;
-    m_pending = static_cast<unsigned int>(ucnv_toUCountPending(m_converter, &error));
+    m_pending = static_cast<std::size_t>(ucnv_toUCountPending(m_converter, &error));
     return true;
 }
 
@@ -77,7 +84,7 @@ bool TableReader::endsHzShort() {
 }
 
 // Some charsets can encode single surrogates, which are not characters.
-void TableReader::addUnit(UChar unit, unsigned int offset, Piece& piece, Faults& faults) {
+void TableReader::addUnit(UChar unit, std::size_t offset, Piece& piece, Faults& faults) {
     const char32_t high = std::exchange(m_high, 0);
     if (high != 0 && isLowSurrogate(unit)) {
         piece.add(joinSurrogates(high, unit), m_highOffset, faults);

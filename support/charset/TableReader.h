@@ -37,16 +37,18 @@ private:
     static void U_CALLCONV onIllFormed(const void* reader, UConverterToUnicodeArgs* args,
                                        const char* bytes, int32_t length,
                                        UConverterCallbackReason reason, UErrorCode* error);
-    void addUnit(UChar unit, unsigned int offset, Piece& piece, Faults& faults);
+    void addUnit(UChar unit, std::size_t offset, Piece& piece, Faults& faults);
     bool endsHzShort();
 
     UConverter* m_converter;
     std::array<UChar, kUnits> m_units;
     std::array<int32_t, kUnits> m_offsets;
+    bool m_drops = false;
+    std::size_t m_faultCount = 0;         // of the step
     const UChar* m_firstFault = nullptr;  // where in m_units the step's first fault is
     char32_t m_high = 0;                  // a high surrogate that waits for its low one, or 0
-    unsigned int m_highOffset = 0;
-    unsigned int m_pending = 0;  // bytes before the step that have not become characters yet
+    std::size_t m_highOffset = 0;
+    std::size_t m_pending = 0;  // bytes before the step that have not become characters yet
 };
 
 }  // namespace contentcoding

@@ -12,21 +12,21 @@ void TableWriter::onUnmapped(const void* writer, UConverterFromUnicodeArgs* args
                              UErrorCode* error) {
     if (reason > UCNV_IRREGULAR) return;
     const auto& self = *static_cast<const TableWriter*>(writer);
-    self.m_faults->add(self.offsetBefore(args->source, length));
+    self.m_faults->add(Faults::Side::kTarget, self.offsetBefore(args->source, length));
     *error = U_ZERO_ERROR;
-    ucnv_cbFromUWriteSub(args, 0, error);
+    if (!self.m_faults->drops()) ucnv_cbFromUWriteSub(args, 0, error);
 }
 
 // Where a table maps sequences of characters, the library keeps units of the piece before in a
 // buffer of its own. A fault there counts as one of that piece's last unit.
-unsigned int TableWriter::offsetBefore(const UChar* end, int32_t length) const {
+std::size_t TableWriter::offsetBefore(const UChar* end, int32_t length) const {
     const UChar* const begin = m_units.data();
     const std::less_equal<> notAfter;
     if (!notAfter(begin + length, end) || !notAfter(end, begin + m_size)) return m_lastOffset;
     return m_offsets[static_cast<std::size_t>(end - begin - length)];
 }
 
-bool TableWriter::drain(const Piece& piece, Faults& faults, DataBuffer& out) {
+bool TableWriter::drain(const Piece& piece, Faults& faults, Appender out) {
     if (m_size > 0) m_lastOffset = m_offsets[m_size - 1];
     m_size = 0;
     m_faults = &faults;
@@ -42,13 +42,13 @@ bool TableWriter::drain(const Piece& piece, Faults& faults, DataBuffer& out) {
     return write(piece.last ? 1 : 0, extra, out);
 }
 
-void TableWriter::addUnit(char32_t unit, unsigned int offset) {
+void TableWriter::addUnit(char32_t unit, std::size_t offset) {
     m_units[m_size] = static_cast<UChar>(unit);
     m_offsets[m_size++] = offset;
 }
 
 // Converts and appends the units, without the last `extra` bytes of the result.
-bool TableWriter::write(UBool flush, unsigned int extra, DataBuffer& out) {
+bool TableWriter::write(UBool flush, unsigned int extra, Appender out) {
     const UChar* source = m_units.data();
     const UChar* const limit = source + m_size;
     UErrorCode error = U_BUFFER_OVERFLOW_ERROR;

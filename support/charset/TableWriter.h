@@ -5,7 +5,6 @@
 
 #include <array>
 
-#include "support/DataBuffer.h"
 #include "support/charset/Hz.h"
 #include "support/charset/Piece.h"
 
@@ -24,25 +23,25 @@ public:
     }
 
     // Appends the piece; false when memory is short.
-    [[nodiscard]] bool drain(const Piece& piece, Faults& faults, DataBuffer& out);
+    [[nodiscard]] bool drain(const Piece& piece, Faults& faults, Appender out);
 
 private:
     static void U_CALLCONV onUnmapped(const void* writer, UConverterFromUnicodeArgs* args,
                                       const UChar* units, int32_t length, UChar32 character,
                                       UConverterCallbackReason reason, UErrorCode* error);
-    unsigned int offsetBefore(const UChar* end, int32_t length) const;
+    std::size_t offsetBefore(const UChar* end, int32_t length) const;
 
-    void addUnit(char32_t unit, unsigned int offset);
-    [[nodiscard]] bool write(UBool flush, unsigned int extra, DataBuffer& out);
+    void addUnit(char32_t unit, std::size_t offset);
+    [[nodiscard]] bool write(UBool flush, unsigned int extra, Appender out);
 
     // A character takes at most two units; one more is for the end of HZ.
     static constexpr std::size_t kUnits = 2 * Piece::kCapacity + 1;
 
     UConverter* m_converter;
     std::array<UChar, kUnits> m_units;
-    std::array<unsigned int, kUnits> m_offsets;
+    std::array<std::size_t, kUnits> m_offsets;
     unsigned int m_size = 0;
-    unsigned int m_lastOffset = 0;  // of the last unit of the piece before
+    std::size_t m_lastOffset = 0;  // of the last unit of the piece before
     Faults* m_faults = nullptr;
 };
 
