@@ -1,5 +1,8 @@
 #include "contentcoding/header.hpp"
 
+#include <iterator>
+
+#include "codec/mail/HeaderWriter.h"
 #include "codec/mail/Words.h"
 
 namespace contentcoding::header {
@@ -18,6 +21,22 @@ Decoded decode(Bytes value, const Decoding& options) {
                         decoded.text);
     defects.sort();
     return decoded;
+}
+
+std::string encode(Bytes utf8, const Encoding& options) {
+    std::string value, replaced;
+    mail::HeaderWriter(options, value).text(mail::wellFormedText(utf8, replaced));
+    return value;
+}
+
+std::string field(std::string_view name, Bytes utf8) {
+    std::string line;
+    // RFC 5322, section 2.2.
+    std::copy_if(name.begin(), name.end(), std::back_inserter(line),
+                 [](char c) { return c > ' ' && c < 0x7F && c != ':'; });
+    line.append(": ");
+    line.append(encode(utf8, {.column = line.size()}));
+    return line;
 }
 
 }  // namespace contentcoding::header

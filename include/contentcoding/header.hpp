@@ -84,7 +84,8 @@ enum class Context : unsigned char {
     kComment,  ///< text inside parentheses
 };
 
-/// How words are encoded.
+/// How words are encoded. kShorter: as Q if that is not longer than B, but in B in ISO-2022-JP and
+/// its relatives (RFC 1468).
 enum class Scheme : unsigned char { kShorter, kB, kQ };
 
 /// How a value is written.
@@ -109,7 +110,7 @@ struct Encoding {
 /// decode() gives the text back, but for control characters, unless it is told to keep them. Where
 /// `utf8` is not UTF-8, U+FFFD is written. The value never has a line end but before a space.
 ///
-///     contentcoding::header::encode("Grüße");  // "=?utf-8?Q?Gr=C3=BC=C3=9Fe?="
+///     contentcoding::header::encode("Grüße");  // "=?utf-8?B?R3LDvMOfZQ==?="
 CONTENTCODING_EXPORT std::string encode(Bytes utf8, const Encoding& options = {});
 
 /// The whole field, folded at 76 characters, without a line end: the name, a colon, a space and

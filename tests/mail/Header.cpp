@@ -121,6 +121,73 @@ TEST(Header, DecodesAsAsked) {
                   {.limits = {.words = 1}});
 }
 
+TEST(Header, EncodesWhatNeedsIt) {
+    using header::Context, header::Scheme;
+    const struct {
+        std::string_view text, value;
+        header::Encoding options = {};
+    } rows[] = {
+        {"", ""},
+        {"plain text, (as) it = is?", "plain text, (as) it = is?"},
+        {"Grüße", "=?utf-8?B?R3LDvMOfZQ==?="},
+        {"Grüße", "=?utf-8?Q?Gr=C3=BC=C3=9Fe?=", {.scheme = Scheme::kQ}},
+        {"a_b?", "a_b?", {.scheme = Scheme::kQ}},
+        // Spaces between words that are encoded are inside them.
+        {"an é è and ô", "an =?utf-8?B?w6kgw6g=?= and =?utf-8?B?w7Q=?="},
+        // What would be read as something else.
+        {" a", "=?utf-8?Q?_a?="},
+        {"a b ", "a =?utf-8?Q?b_?="},
+        {"  ", "=?utf-8?Q?__?="},
+        {"a =?utf-8?Q?b?= c", "a =?utf-8?B?PT91dGYtOD9RP2I/PQ==?= c"},
+        {"a\r\nBcc: b\0"sv, "=?utf-8?Q?a=0D=0ABcc:_b=00?="},
+        {"\xFF"
+         "a",
+         "=?utf-8?B?77+9YQ==?="},
+        {"J. Doe & y", "=?utf-8?Q?J=2E?= Doe & y", {.context = Context::kPhrase}},
+        {"a  b", "a =?utf-8?Q?_b?=", {.context = Context::kPhrase}},
+        {"\"é\"<@,;:>", "=?utf-8?B?IsOpIjxALDs6Pg==?=", {.context = Context::kPhrase}},
+        {"a (b) c", "a =?utf-8?B?KGIp?= c", {.context = Context::kComment}},
+        // Charsets.
+        {"Привет", "=?koi8-r?B?8NLJ18XU?=", {.charset = "koi8-r"}},
+        {"テスト", "=?iso-2022-jp?B?GyRCJUYlOSVIGyhC?=", {.charset = "iso-2022-jp"}},
+        {"é €", "=?utf-8?B?w6kg4oKs?=", {.charset = "iso-8859-1"}},
+        {"é", "=?utf-8?B?w6k=?=", {.charset = "iso-8859-1\r\nBcc:"}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(header::encode(row.text, row.options), row.value) << row.text;
+    }
+}
+
+TEST(Header, FoldsWithinItsLimits) {
+    const struct {
+        std::string text, value;
+        header::Encoding options = {};
+    } rows[] = {
+        {std::string(40, 'a') + " " + std::string(40, 'b'),
+         std::string(40, 'a') + "\r\n " + std::string(40, 'b')},
+        {"word", "\n word", {.column = 75, .lineEnd = "\n"}},
+        {"é", "\r\n =?utf-8?B?w6k=?=", {.column = 70}},
+        // Too long for a line.
+        {std::string(80, 'a'),
+         "=?utf-8?Q?" + std::string(63, 'a') + "?=\r\n =?utf-8?Q?" + std::string(17, 'a') + "?="},
+        {std::string(80, 'a'), std::string(80, 'a'), {.lineLength = 0}},
+        // Inner B words end after a multiple of 3 bytes, and between characters.
+        {"ÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀ",
+         "=?utf-8?B?w4DDgMOAw4DDgMOAw4DDgMOAw4DDgMOAw4DDgMOAw4DDgMOAw4DDgMOA?=\r\n"
+         " =?utf-8?B?w4DDgMOA?="},
+        // A family is one character of 25 bytes, a flag one of 8.
+        {"👨‍👩‍👧‍👦👨‍👩‍👧‍👦",
+         "=?utf-8?B?8J+RqOKAjfCfkanigI3wn5Gn4oCN8J+Rpg==?=\r\n"
+         " =?utf-8?B?8J+RqOKAjfCfkanigI3wn5Gn4oCN8J+Rpg==?="},
+        {"🇩🇪🇫🇷🇮🇹", "=?utf-8?B?8J+HqfCfh6rwn4er8J+Htw==?=\r\n =?utf-8?B?8J+HrvCfh7k=?=", {.lineLength = 40}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(header::encode(row.text, row.options), row.value) << row.text;
+        EXPECT_EQ(header::decode(row.value).text, row.text);
+    }
+    EXPECT_EQ(header::field("Sub\r\nject:", "é"), "Subject: =?utf-8?B?w6k=?=");
+}
+
 TEST(Header, OpensFewConverters) {
     std::string value;
     for (int page = 0; page < 2000; ++page)
