@@ -108,13 +108,15 @@ bool HeaderWriter::nextToken(std::string_view& left, bool isFirst, Token& token)
     const bool keepsSpaces = blanks > most || blanks + word.size() >= m_lineLength;
     token.isEncoded =
         (isFirst && blanks > 0) || end > blanks + word.size() || keepsSpaces || needsEncoding(word);
-    token.blanks = isFirst ? 0 : keepsSpaces ? 1 : blanks;
-    token.text = left.substr(token.blanks, end - token.blanks);
+    const std::size_t outside = isFirst ? 0 : keepsSpaces ? 1 : blanks;
+    token.blanks = isFirst && !m_isEmpty ? 1 : outside;
+    token.text = left.substr(outside, end - outside);
     left.remove_prefix(end);
     return true;
 }
 
-void HeaderWriter::text(std::string_view utf8) {
+void HeaderWriter::text(std::string_view utf8, std::size_t after) {
+    m_after = after;
     std::string_view left = utf8;
     const char* run = nullptr;  // where the words that are encoded together start
     std::size_t blanks = 0;     // before these
@@ -126,40 +128,40 @@ void HeaderWriter::text(std::string_view utf8) {
             if (!run) run = token.text.data();
             continue;
         }
-        if (run) {
-            encoded(blanks, {run, static_cast<std::size_t>(next - run)}, run == utf8.data());
-            run = nullptr;
-        }
-        plain(token.blanks, token.text, next == utf8.data());
+        if (run) encoded(blanks, {run, static_cast<std::size_t>(next - run)});
+        run = nullptr;
+        plain(token.blanks, token.text);
     }
-    if (run) {
-        const auto n = static_cast<std::size_t>(utf8.data() + utf8.size() - run);
-        encoded(blanks, {run, n}, run == utf8.data());
-    }
+    if (run) encoded(blanks, {run, static_cast<std::size_t>(utf8.data() + utf8.size() - run)});
+    m_after = 0;
 }
 
 // How much of the line is free after the spaces.
 std::size_t HeaderWriter::space(std::size_t blanks) const {
     if (m_lineLength == std::string::npos) return m_lineLength;
-    return m_lineLength - std::min(m_lineLength, m_column + blanks);
+    return m_lineLength - std::min(m_lineLength, m_column + blanks + m_after);
 }
 
-void HeaderWriter::newLine() {
+// Line ends stand before spaces only.
+void HeaderWriter::newLine(std::size_t& blanks) {
     m_out.append(m_options.lineEnd);
     m_column = 0;
+    blanks = std::max<std::size_t>(blanks, 1);
 }
 
-void HeaderWriter::whole(std::string_view item, bool isFirst) {
-    plain(isFirst ? 0 : 1, item, isFirst);
+void HeaderWriter::whole(std::string_view item) { plain(m_isEmpty ? 0 : 1, item); }
+
+void HeaderWriter::glue(std::string_view characters) {
+    m_out.append(characters);
+    m_column += characters.size();
 }
 
-void HeaderWriter::plain(std::size_t blanks, std::string_view word, bool isFirst) {
-    if (word.size() > space(blanks) && m_column > 0) {
-        newLine();
-        if (isFirst) blanks = 1;
-    }
-    m_out.append(blanks, ' ').append(word);
-    m_column += blanks + word.size();
+void HeaderWriter::plain(std::size_t blanks, std::string_view word) {
+    if (word.size() > space(blanks) && m_column > 0) newLine(blanks);
+    m_out.append(blanks, ' ');
+    m_column += blanks;
+    glue(word);
+    m_isEmpty = false;
 }
 
 // ---- Encoded words ----
@@ -241,7 +243,7 @@ void HeaderWriter::word(std::string_view bytes, std::string_view charset, bool i
     m_column += m_out.size() - before;
 }
 
-void HeaderWriter::encoded(std::size_t blanks, std::string_view text, bool isFirst) {
+void HeaderWriter::encoded(std::size_t blanks, std::string_view text) {
     const std::string_view charset = charsetFor(text);
     const bool isUtf8 = charset == kUtf8;
     std::string converted;
@@ -252,8 +254,7 @@ void HeaderWriter::encoded(std::size_t blanks, std::string_view text, bool isFir
         std::size_t n = cut(text, charset, isQ, room, Unit::kCluster);
         const bool isShort = room < kFrame + charset.size() + kLeastText;
         if (m_column > 0 && (n == 0 || (isShort && n < text.size()))) {
-            newLine();
-            if (isFirst) blanks = 1;
+            newLine(blanks);
             room = std::min(space(blanks), kLongestWord);
             n = cut(text, charset, isQ, room, Unit::kCluster);
         }
@@ -267,7 +268,7 @@ void HeaderWriter::encoded(std::size_t blanks, std::string_view text, bool isFir
         else
             word(charset::fromUtf8(piece, charset)->text, charset, isQ);
         text.remove_prefix(n);
-        isFirst = false;
+        m_isEmpty = false;
         blanks = 1;
     }
 }

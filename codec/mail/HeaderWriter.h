@@ -20,15 +20,15 @@ class HeaderWriter {
 public:
     HeaderWriter(const header::Encoding& options, std::string& out);
 
-    // Writes a text that needs no other before or after it.
-    void text(std::string_view utf8);
+    // Writes a text, after a space if it is not the first thing. `after` is how many characters
+    // follow it that have to fit in its last line.
+    void text(std::string_view utf8, std::size_t after = 0);
 
-    // Writes something that has to stay whole, after a space unless the value starts with it, or on
-    // a line of its own if it does not fit.
-    void whole(std::string_view item, bool isFirst);
+    // The same for what has to stay as it is, on a line of its own if need be.
+    void whole(std::string_view item);
 
-    // Where the next character stands in its line.
-    std::size_t column() const { return m_column; }
+    // Writes what follows the last text or item directly.
+    void glue(std::string_view characters);
 
 private:
     struct Token;
@@ -37,9 +37,9 @@ private:
     bool nextToken(std::string_view& left, bool isFirst, Token& token) const;
     bool needsEncoding(std::string_view word) const;
     std::size_t space(std::size_t blanks) const;
-    void newLine();
-    void plain(std::size_t blanks, std::string_view word, bool isFirst);
-    void encoded(std::size_t blanks, std::string_view text, bool isFirst);
+    void newLine(std::size_t& blanks);
+    void plain(std::size_t blanks, std::string_view word);
+    void encoded(std::size_t blanks, std::string_view text);
     std::string_view charsetFor(std::string_view text) const;
     bool usesQ(std::string_view bytes, std::string_view charset) const;
     std::size_t sizeOf(std::string_view bytes, bool isQ) const;
@@ -51,6 +51,8 @@ private:
     const std::size_t m_lineLength;
     std::string& m_out;
     std::size_t m_column;
+    std::size_t m_after = 0;
+    bool m_isEmpty = true;
 };
 
 }  // namespace contentcoding::mail

@@ -179,7 +179,9 @@ TEST(Header, FoldsWithinItsLimits) {
         {"👨‍👩‍👧‍👦👨‍👩‍👧‍👦",
          "=?utf-8?B?8J+RqOKAjfCfkanigI3wn5Gn4oCN8J+Rpg==?=\r\n"
          " =?utf-8?B?8J+RqOKAjfCfkanigI3wn5Gn4oCN8J+Rpg==?="},
-        {"🇩🇪🇫🇷🇮🇹", "=?utf-8?B?8J+HqfCfh6rwn4er8J+Htw==?=\r\n =?utf-8?B?8J+HrvCfh7k=?=", {.lineLength = 40}},
+        {"🇩🇪🇫🇷🇮🇹",
+         "=?utf-8?B?8J+HqfCfh6rwn4er8J+Htw==?=\r\n =?utf-8?B?8J+HrvCfh7k=?=",
+         {.lineLength = 40}},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(header::encode(row.text, row.options), row.value) << row.text;
