@@ -62,11 +62,6 @@ std::size_t runOf(std::string_view text, const ByteClass& members) {
     return runLength(reinterpret_cast<const unsigned char*>(text.data()), text.size(), members);
 }
 
-constexpr bool isControl(char32_t c) {
-    return (c < 0x20 && c != '\t') || (c >= 0x7F && c < 0xA0) || (c >= 0x2028 && c <= 0x202E) ||
-           (c >= 0x2066 && c <= 0x2069);
-}
-
 bool appendTo(void* text, const void* bytes, std::size_t n) {
     static_cast<std::string*>(text)->append(static_cast<const char*>(bytes), n);
     return true;

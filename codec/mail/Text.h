@@ -39,6 +39,12 @@ private:
 // read as a larger one, if the label is known.
 [[nodiscard]] std::optional<Charset> charsetOfSenders(std::string_view label);
 
+// The characters that header::Controls is about.
+constexpr bool isControl(char32_t c) {
+    return (c < 0x20 && c != '\t') || (c >= 0x7F && c < 0xA0) || (c >= 0x2028 && c <= 0x202E) ||
+           (c >= 0x2066 && c <= 0x2069);
+}
+
 // Where in the value the bytes from `at` on come from.
 struct Place {
     std::size_t at;

@@ -1,9 +1,7 @@
 #include "contentcoding/header.hpp"
 
-#include <ostream>
-
 #include "support/charset/Utf8.h"
-#include "tests/TestSupport.h"
+#include "tests/mail/MailSupport.h"
 
 namespace {
 
@@ -22,12 +20,6 @@ void expectDecoded(const DecodeCase& row, const header::Decoding& options = {}) 
 }
 
 }  // namespace
-
-namespace contentcoding {
-void PrintTo(const Error& error, std::ostream* out) {
-    *out << error.offset << ": " << error.message();
-}
-}  // namespace contentcoding
 
 TEST(Header, DecodesSoundValues) {
     const DecodeCase rows[] = {

@@ -1,0 +1,26 @@
+#ifndef TESTS_MAIL_MAILSUPPORT_H
+#define TESTS_MAIL_MAILSUPPORT_H
+
+#include <ostream>
+
+#include "contentcoding/mailbox.hpp"
+#include "tests/TestSupport.h"
+
+// Shared by the tests of mail: how faults and mailboxes are printed.
+
+namespace contentcoding {
+
+inline void PrintTo(const Error& error, std::ostream* out) {
+    *out << error.offset << ": " << error.message();
+}
+
+namespace mailbox {
+
+inline void PrintTo(const Mailbox& mailbox, std::ostream* out) {
+    *out << '[' << mailbox.name << "] <" << mailbox.address << "> " << mailbox.group;
+}
+
+}  // namespace mailbox
+}  // namespace contentcoding
+
+#endif
