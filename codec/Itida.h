@@ -3,7 +3,10 @@
 
 // Private: the canonical form of an e-invoice, measured before it is written.
 
-#include "codec/CanonicalForm.h"
+#include <cstdint>
+#include <string_view>
+
+#include "support/Json.h"
 #include "support/Memory.h"
 #include "support/json/Item.h"
 
@@ -74,6 +77,15 @@ template <class Visitor>
     return true;
 }
 
+enum class ItidaStatus {
+    kOk,
+    kNotJson,        // fault() says where and why
+    kNoDocuments,    // there is no member "documents"
+    kNoSuchElement,  // it has no such element, or that is not an object
+    kTooLarge,
+    kNoMemory
+};
+
 // A document and its canonical form. Call the functions in this order, and none after one that did
 // not return kOk.
 class ItidaForm {
@@ -83,14 +95,23 @@ public:
     // False when memory was too short even for an empty document.
     bool exists() const { return m_document != nullptr; }
 
-    [[nodiscard]] CanonicalStatus load(std::string_view json);
+    [[nodiscard]] ItidaStatus load(std::string_view json);
     const JsonFault& fault() const { return m_document->fault(); }
 
-    // Has the form made of the first of "documents", if there is that member.
-    [[nodiscard]] CanonicalStatus chooseFirst();
+    // The value of the first member "documents"; null without one.
+    const JsonItem* documents() const;
+
+    // Has the form made of an element of "documents". When that fails, it stays that of the whole
+    // document, and the form can still be made.
+    [[nodiscard]] ItidaStatus chooseDocument(std::size_t index);
+
+    // Where in the text the element stands, or should stand: then it is the offset of what ends
+    // the array, or the whole document, before it; or of a value of "documents" that is not an
+    // array. `json` is what was loaded.
+    std::size_t placeOfDocument(std::string_view json, std::size_t index) const;
 
     // Computes the size of the form. It stops at kTooLarge, with nothing allocated for the form.
-    [[nodiscard]] CanonicalStatus measure(std::uint64_t maxSize);
+    [[nodiscard]] ItidaStatus measure(std::uint64_t maxSize);
     std::uint64_t size() const { return m_size; }
 
     // Writes size() bytes.
@@ -98,8 +119,8 @@ public:
 
 private:
     ClsJsonObject* m_document;
-    ClsJsonObject* m_chosen;
-    RefCountedObjectOwner m_documentOwner, m_firstOwner;
+    const JsonContainer* m_chosen;
+    RefCountedObjectOwner m_documentOwner;
     OpenContainers m_open;
     std::uint64_t m_size = 0;
 };

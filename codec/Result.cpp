@@ -63,7 +63,7 @@ const char* textOf(Fault fault) {
 
 std::string Error::message() const {
     std::string text = textOf(fault);
-    if (detail) text.append(": ").append(detail);
+    if (detail) text.append(fault == Fault::kSyntax ? ": expected " : ": ").append(detail);
     return text;
 }
 
@@ -71,7 +71,8 @@ Position position(std::string_view text, std::uint64_t offset) {
     const std::string_view before =
         text.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(offset, text.size())));
     Position place;
-    for (std::size_t i = 0; i < before.size(); ++i) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    for (std::size_t i = before.starts_with(kByteOrderMark) ? 3 : 0; i < before.size(); ++i) {
         const auto c = static_cast<unsigned char>(before[i]);
         const bool endsLine = c == '\n' || (c == '\r' && !text.substr(i + 1).starts_with('\n'));
         if (endsLine) {

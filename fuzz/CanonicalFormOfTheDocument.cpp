@@ -4,6 +4,7 @@
 #include <string>
 
 #include "codec/Itida.h"
+#include "contentcoding/einvoice.hpp"
 #include "fuzz/Input.h"
 
 namespace {
@@ -99,14 +100,13 @@ DataBuffer formOf(std::string_view json, LogBase& log) {
 
 void expectExactSize(std::string_view json, const DataBuffer& form) {
     contentcoding::ItidaForm measured;
-    expect(measured.load(json) == contentcoding::CanonicalStatus::kOk);
-    expect(measured.measure(form.getSize()) == contentcoding::CanonicalStatus::kOk);
+    expect(measured.load(json) == contentcoding::ItidaStatus::kOk);
+    expect(measured.measure(form.getSize()) == contentcoding::ItidaStatus::kOk);
     expect(measured.size() == form.getSize());
-    DataBuffer none;
     if (form.getSize() == 0) return;
-    const auto result =
-        contentcoding::canonicalizeItida(json, {.maxSize = form.getSize() - 1}, none);
-    expect(result.status == contentcoding::CanonicalStatus::kTooLarge && none.getSize() == 0);
+    const auto none =
+        contentcoding::einvoice::canonicalize(json, {.maxOutput = form.getSize() - 1});
+    expect(!none && none.error().fault == contentcoding::Fault::kTooLarge);
 }
 
 }  // namespace

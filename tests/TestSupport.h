@@ -57,19 +57,22 @@ private:
         mmap(nullptr, 3 * kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
 };
 
-// 2^32 bytes of zeros that need addresses but no memory, as long as they are only read; null where
-// there are not that many addresses.
+// Zeros that need addresses but no memory, as long as they are only read: 2^32 bytes, or more. Null
+// where there are not that many addresses.
 class ZeroPages {
 public:
-    const char* get() const {
-        return sizeof(void*) > 4 ? static_cast<const char*>(m_pages) : nullptr;
-    }
-    ~ZeroPages() { munmap(m_pages, kSize); }
+    explicit ZeroPages(std::uint64_t size = 1ull << 32)
+        : m_size(sizeof(void*) > 4 ? static_cast<std::size_t>(size) : 4096) {}
+    ~ZeroPages() { munmap(m_pages, m_size); }
+    ZeroPages(const ZeroPages&) = delete;
+    ZeroPages& operator=(const ZeroPages&) = delete;
+
+    char* get() const { return sizeof(void*) > 4 ? static_cast<char*>(m_pages) : nullptr; }
 
 private:
-    static constexpr auto kSize = static_cast<std::size_t>(sizeof(void*) > 4 ? 1ull << 32 : 4096);
-    void* m_pages =
-        mmap(nullptr, kSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    const std::size_t m_size;
+    void* m_pages = mmap(nullptr, m_size, PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
 };
 
 // `n` times the unit.

@@ -4,14 +4,15 @@
 #include <cstdint>
 #include <memory>
 
-#include "codec/CanonicalForm.h"
+#include "contentcoding/einvoice.hpp"
 #include "tool/Convert.h"
 
 namespace {
 
-using contentcoding::CanonicalStatus;
+namespace einvoice = contentcoding::einvoice;
+using contentcoding::Error;
+using contentcoding::Fault;
 
-// The longest form that a buffer holds.
 constexpr std::uint64_t kLongestForm = 0xFFFFFFFF;
 
 struct Options {
@@ -20,33 +21,34 @@ struct Options {
 };
 
 // What to say after the name of the input.
-std::string reasonOf(const contentcoding::CanonicalResult& result, std::uint64_t maxSize) {
-    const contentcoding::JsonFault& fault = result.fault;
-    switch (result.status) {
-        case CanonicalStatus::kNotJson:
-            return ':' + std::to_string(fault.line) + ':' + std::to_string(fault.column) +
-                   ": expected " + fault.expected;
-        case CanonicalStatus::kNoFirstDocument:
-            return ": the first element of \"documents\" is missing or not an object";
-        case CanonicalStatus::kTooLarge:
-            return ": the canonical form would be longer than " + std::to_string(maxSize) +
-                   " bytes (see --max-output)";
-        default:
-            return ": not enough memory";
-    }
+std::string reasonOf(const Error& error, std::string_view json, std::uint64_t maxSize) {
+    if (error.fault == Fault::kMissing)
+        return ": the first element of \"documents\" is missing or not an object";
+    if (error.fault == Fault::kTooLarge)
+        return ": the canonical form would be longer than " + std::to_string(maxSize) +
+               " bytes (see --max-output)";
+    const auto [line, column] = contentcoding::position(json, error.offset);
+    return ':' + std::to_string(line) + ':' + std::to_string(column) + ": expected " + error.detail;
+}
+
+bool isSubmission(std::string_view json) {
+    const auto count = einvoice::documentCount(json);
+    return count || count.error().fault != Fault::kMissing;
 }
 
 void canonicalize(const Options& options, const FileArguments& files) {
     Source in(files.input, !files.noProgress);
     const StringBuffer json = in.readAll(kLongestInput);
     const std::uint64_t maxSize = std::min(options.maxOutput, kLongestForm);
-    DataBuffer form;
-    const contentcoding::CanonicalResult result = contentcoding::canonicalizeItida(
-        json.view(), {.firstDocument = options.firstDocument, .maxSize = maxSize}, form);
-    if (result.status != CanonicalStatus::kOk)
-        throw Failure(kDataError, in.name() + reasonOf(result, maxSize));
+    // There 0 stands for no limit. No form has a single byte, so 1 does what 0 means here.
+    einvoice::Options form{.maxOutput =
+                               static_cast<std::size_t>(std::max<std::uint64_t>(maxSize, 1))};
+    if (options.firstDocument && isSubmission(json.view())) form.document = 0;
+    const auto written = einvoice::canonicalize(json.view(), form);
+    if (!written)
+        throw Failure(kDataError, in.name() + reasonOf(written.error(), json.view(), maxSize));
     Destination out(files.output);
-    out.write(viewOf(form));
+    out.write(*written);
     out.commit();
 }
 

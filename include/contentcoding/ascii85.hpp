@@ -198,9 +198,8 @@ CONTENTCODING_EXPORT Result<std::size_t> encodeInto(Room room, Bytes bytes,
 
 /// The bytes of an Ascii85 text, or the first fault in it. Linear.
 ///
-///     contentcoding::ascii85::decode("9jqo^").value_or("");                                // "Man
-///     " contentcoding::ascii85::decode("<~9j\nqo^~>", contentcoding::ascii85::kFromMime);  // "Man
-///     "
+///     contentcoding::ascii85::decode("9jqo^").value_or("");  // "Man "
+///     contentcoding::ascii85::decode("<~9j\nqo^~>", contentcoding::ascii85::kFromMime);  // "Man "
 template <Container C = std::string>
 Result<C> decode(Bytes text, const Accept& accept = kStrict) {
     C bytes;

@@ -115,8 +115,8 @@ private:
 /// Blocks of up to 64 KiB reach the sink. The object has about 350 bytes, allocates nothing and may
 /// be copied; after finish() it is as new.
 ///
-///     contentcoding::quoted_printable::Decoder
-///     decoder(contentcoding::quoted_printable::kFromMime); auto fed = decoder.feed("Caf=C", sink);
+///     contentcoding::quoted_printable::Decoder decoder({.lineEnds = true});
+///     auto fed = decoder.feed("Caf=C", sink);
 class Decoder {
 public:
     CONTENTCODING_EXPORT explicit Decoder(const Accept& accept = kStrict);
@@ -177,8 +177,7 @@ CONTENTCODING_EXPORT Result<std::size_t> encodeInto(Room room, Bytes bytes,
 /// The bytes of a quoted-printable text, or the first fault in it. Linear.
 ///
 ///     contentcoding::quoted_printable::decode("Caf=C3=A9").value_or("");  // "Café"
-///     contentcoding::quoted_printable::decode("a=\n b",
-///     contentcoding::quoted_printable::kFromMime);
+///     contentcoding::quoted_printable::decode("a=\n b", {.lineEnds = true});  // "a b"
 template <Container C = std::string>
 Result<C> decode(Bytes text, const Accept& accept = kStrict) {
     C bytes;

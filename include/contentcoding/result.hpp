@@ -70,7 +70,7 @@ struct Error {
 /// A place in a text, for people.
 struct Position {
     std::uint64_t line = 1;    ///< from 1; CRLF, CR and LF end a line
-    std::uint64_t column = 1;  ///< from 1, in characters of UTF-8
+    std::uint64_t column = 1;  ///< from 1, in characters of UTF-8; a byte-order mark is not one
 };
 
 /// The place of the byte at `offset`; of the end, for an offset past it. Linear.

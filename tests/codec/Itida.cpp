@@ -5,9 +5,12 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/TestSupport.h"
+#include "contentcoding/einvoice.hpp"
+#include "tests/codec/FormatSupport.h"
 
-using contentcoding::CanonicalStatus, contentcoding::WrittenName;
+using contentcoding::ItidaStatus, contentcoding::WrittenName;
+
+namespace einvoice = contentcoding::einvoice;
 
 namespace {
 
@@ -16,32 +19,27 @@ std::string fileText(const char* name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+const std::string kNoElement = "something is missing: this element of \"documents\", an object at ";
+
 struct ItidaCase {
     const char* name;
     std::string json;
     std::string canonical;  // or the text that is logged
     const char* options = "";
-    std::string fault = "";  // of a text that has no form: its status and place
+    std::optional<std::size_t> document = std::nullopt;
+    std::string fault = "";  // of a text that has no form, and its place
 };
 
 // What a failed test prints of a row.
 void PrintTo(const ItidaCase& c, std::ostream* out) { *out << c.name; }
 
-class Itida : public testing::TestWithParam<ItidaCase> {
-protected:
-    // The form within a limit, or the status and the place of the fault.
-    static std::string formWithin(std::uint64_t maxSize) {
-        const ItidaCase& c = GetParam();
-        const bool first = StringBuffer(c.options).containsSubstringNoCase("ItidaCanonFirstDoc");
-        DataBuffer out;
-        out.appendStr("earlier");
-        const auto [status, fault] =
-            contentcoding::canonicalizeItida(c.json, {first, maxSize}, out);
-        if (status == CanonicalStatus::kOk) return str(out);
-        return std::to_string(static_cast<int>(status)) + " at " + std::to_string(fault.offset) +
-               str(out);
-    }
-};
+// The form, or the fault and its place.
+std::string formOf(std::string_view json, const einvoice::Options& options = {}) {
+    const ExactCopy exact(json);
+    return shown(einvoice::canonicalize({exact.get(), json.size()}, options));
+}
+
+class Itida : public testing::TestWithParam<ItidaCase> {};
 
 // Counts what a walk hands over.
 struct CountingVisitor {
@@ -67,12 +65,8 @@ std::size_t stackFor(const std::string& json) {
     pthread_attr_init(&attributes);
     EXPECT_EQ(pthread_attr_setstack(&attributes, stack.get(), kSize), 0);
     const auto run = [](void* text) -> void* {
-        DataBuffer out;
-        if (text) {
-            EXPECT_EQ(
-                contentcoding::canonicalizeItida(*static_cast<std::string*>(text), {}, out).status,
-                CanonicalStatus::kOk);
-        }
+        if (text && !einvoice::canonicalize(*static_cast<std::string*>(text)))
+            ADD_FAILURE() << "no form";
         return nullptr;
     };
     const auto usedFor = [&](std::string* text) {
@@ -104,12 +98,38 @@ TEST_P(Itida, Canonicalizes) {
 // The size that was computed is the one that is written: it passes, and one byte less does not.
 TEST_P(Itida, NeedsNoMoreThanTheSizeOfTheForm) {
     const ItidaCase& c = GetParam();
-    if (c.fault.empty()) {
-        EXPECT_EQ(formWithin(c.canonical.size()), c.canonical);
-        if (c.canonical.empty()) return;
-        EXPECT_EQ(formWithin(c.canonical.size() - 1), "3 at 0");
-    } else {
-        EXPECT_EQ(formWithin(0), c.fault);
+    const std::size_t size = c.canonical.size();
+    EXPECT_EQ(formOf(c.json, {c.document, size}), c.fault.empty() ? shown(c.canonical) : c.fault);
+    if (c.fault.empty() && size > 0) {
+        EXPECT_EQ(formOf(c.json, {c.document, size - 1}), "the result is over its limit at 0");
+    }
+}
+
+TEST(EInvoice, MayBeAnyDocumentOfASubmission) {
+    const std::string text =
+        R"({"a\"}[": "\\", "doc\u0075ments" : [ {"b": [1, {}]}, "]," , {} , {"c": "é"}]})";
+    struct Row {
+        std::string json;
+        std::size_t document;
+        std::string form, count;
+    };
+    const Row rows[] = {
+        {text, 0, shown(R"("B""B""1""B")"s), "4"},
+        {text, 1, kNoElement + "53", "4"},
+        {text, 2, shown(""s), "4"},
+        {text, 3, shown(R"("C""é")"s), "4"},
+        {text, 4, kNoElement + "76", "4"},
+        {text, ~std::size_t{0}, kNoElement + "76", "4"},
+        {R"({"documents": [ ]})", 0, kNoElement + "16", "0"},
+        {R"({"documents": {"a": [{}]}})", 0, kNoElement + "14", "0"},
+        {R"({"a": [{}, {}] })", 0, "something is missing: the member \"documents\" at 15", "15"},
+        {"\xEF\xBB\xBF{ }", 0, "something is missing: the member \"documents\" at 5", "5"},
+        {"{\"documents\": [1 2]}", 0, "a syntax error: expected \",\" or \"]\" at 17", "17"},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(formOf(row.json, {.document = row.document}), row.form) << row.json;
+        const auto count = einvoice::documentCount(row.json);
+        EXPECT_EQ(std::to_string(count ? *count : count.error().offset), row.count) << row.json;
     }
 }
 
@@ -117,10 +137,10 @@ TEST_P(Itida, NeedsNoMoreThanTheSizeOfTheForm) {
 TEST(ItidaForm, LooksOnceAtWhatStandsOftenInTheForm) {
     const std::string json = "{\"" + x(90'000) + "\":[1" + x(48'000, ",1") + "]}";
     contentcoding::ItidaForm form;
-    ASSERT_EQ(form.load(json), CanonicalStatus::kOk);
-    EXPECT_EQ(form.measure(~0ull), CanonicalStatus::kOk);
+    ASSERT_EQ(form.load(json), ItidaStatus::kOk);
+    EXPECT_EQ(form.measure(~0ull), ItidaStatus::kOk);
     EXPECT_EQ(form.size(), 90'002 + 48'001 * (90'002 + 3ull));
-    EXPECT_EQ(form.measure(form.size() - 1), CanonicalStatus::kTooLarge);
+    EXPECT_EQ(form.measure(form.size() - 1), ItidaStatus::kTooLarge);
 
     ClsJsonObject* const document = ClsJsonObject::createNewCls();
     RefCountedObjectOwner owner;
@@ -133,9 +153,7 @@ TEST(ItidaForm, LooksOnceAtWhatStandsOftenInTheForm) {
     EXPECT_EQ(visitor.bytes, 90'000 + 48'001u);
     EXPECT_EQ(visitor.tokens, 1 + 2 * 48'001u);
 
-    DataBuffer out;
-    EXPECT_EQ(contentcoding::canonicalizeItida(json, {}, out).status, CanonicalStatus::kTooLarge);
-    EXPECT_EQ(out.getData2(), nullptr);  // nothing was allocated
+    EXPECT_EQ(formOf(json), "the result is over its limit at 0");
 }
 
 // The parser keeps 8 KB there, whatever the document. Sanitizers, and builds
@@ -175,18 +193,19 @@ INSTANTIATE_TEST_SUITE_P(
         ItidaCase{"LongerInUpperCase", R"({"\u0250": [1, [2], {"\u0251": [3]}]})",
                   R"("Ɐ""Ɐ""1""Ɐ""2""Ɐ""Ɑ""Ɑ""3")"},
         ItidaCase{"AllDocuments", kTwo, R"("DOCUMENTS""DOCUMENTS""A""1""DOCUMENTS""A""2")"},
-        ItidaCase{"FirstDocument", kTwo, R"("A""1")", "Quick,itidacanonFIRSTDOC;Other"},
+        ItidaCase{"FirstDocument", kTwo, R"("A""1")", "Quick,itidacanonFIRSTDOC;Other", 0},
         ItidaCase{"OtherOption", kTwo, R"("DOCUMENTS""DOCUMENTS""A""1""DOCUMENTS""A""2")", "Quick"},
         ItidaCase{"NoDocuments", R"({"a": [1]})", R"("A""A""1")", "ItidaCanonFirstDoc"},
         ItidaCase{"LaterDocuments", R"({"documents": {}, "documents": [{}]})",
-                  "Failed to load ITIDA JSON (2)\n", "ItidaCanonFirstDoc", "2 at 0"},
+                  "Failed to load ITIDA JSON (2)\n", "ItidaCanonFirstDoc", 0, kNoElement + "14"},
         ItidaCase{"FirstIsNotAnObject", R"({"documents": ["a", {}]})",
-                  "Failed to load ITIDA JSON (2)\n", "ItidaCanonFirstDoc", "2 at 0"},
+                  "Failed to load ITIDA JSON (2)\n", "ItidaCanonFirstDoc", 0, kNoElement + "15"},
         ItidaCase{"NoFirst", R"({"documents": []})", "Failed to load ITIDA JSON (2)\n",
-                  "ItidaCanonFirstDoc", "2 at 0"},
-        ItidaCase{"NoObject", "\xEF\xBB\xBF []", "Failed to load ITIDA JSON (1)\n", "", "1 at 4"},
+                  "ItidaCanonFirstDoc", 0, kNoElement + "15"},
+        ItidaCase{"NoObject", "\xEF\xBB\xBF []", "Failed to load ITIDA JSON (1)\n", "",
+                  std::nullopt, "a syntax error: expected an object at 4"},
         ItidaCase{"NoJson", "{\"é\":\r\n 1", "Failed to load ITIDA JSON (1)\n",
-                  "ItidaCanonFirstDoc", "1 at 10"},
+                  "ItidaCanonFirstDoc", 0, "a syntax error: expected \",\" or \"}\" at 10"},
         ItidaCase{"Invoice", fileText("invoice.json"), fileText("invoice.canonical")},
         ItidaCase{"Deepest", x(999, "{\"a\":") + "{}" + x(999, "}"), x(999, "\"A\"")}),
     byName<ItidaCase>);

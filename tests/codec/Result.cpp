@@ -61,7 +61,7 @@ TEST(Result, EveryFaultHasASentenceOfItsOwn) {
     for (int i = 0; i <= static_cast<int>(Fault::kStopped); ++i)
         sentences.insert(Error{static_cast<Fault>(i), 0}.message());
     EXPECT_EQ(sentences.size(), static_cast<std::size_t>(Fault::kStopped) + 1);
-    EXPECT_EQ((Error{Fault::kSyntax, 0, "a colon"}.message()), "a syntax error: a colon");
+    EXPECT_EQ((Error{Fault::kSyntax, 0, "a colon"}.message()), "a syntax error: expected a colon");
 }
 
 TEST(Result, PositionsCountLinesAndCharacters) {
@@ -84,4 +84,5 @@ TEST(Result, PositionsCountLinesAndCharacters) {
         EXPECT_EQ(place.line, line) << offset;
         EXPECT_EQ(place.column, column) << offset;
     }
+    EXPECT_EQ(contentcoding::position("\xEF\xBB\xBF{x", 4).column, 2u);
 }

@@ -95,8 +95,8 @@ void canonicalize(const std::string& text) {
 // What it takes to know the size of a form, which may be far larger than the document.
 void measureForm(const std::string& text) {
     contentcoding::ItidaForm form;
-    if (form.load(text) != contentcoding::CanonicalStatus::kOk ||
-        form.measure(~std::uint64_t{0}) != contentcoding::CanonicalStatus::kOk)
+    if (form.load(text) != contentcoding::ItidaStatus::kOk ||
+        form.measure(~std::uint64_t{0}) != contentcoding::ItidaStatus::kOk)
         std::abort();
 }
 

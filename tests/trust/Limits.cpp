@@ -1,6 +1,11 @@
 // Inputs at the edges of 32 bits, over zero pages that need no memory. The outputs do: up to 4 GiB,
-// and twice that while a buffer grows.
+// and twice that while a buffer grows. Beyond these edges, texts and results in one call need up to
+// 15 GB.
 
+#include <sys/resource.h>
+
+#include "contentcoding/ascii85.hpp"
+#include "contentcoding/base64.hpp"
 #include "support/Json.h"
 #include "tests/TestSupport.h"
 
@@ -52,6 +57,55 @@ const Limit kLimits[] = {
      }},
 };
 
+// Refuses the program all memory that it does not have yet.
+class NoMoreMemory {
+public:
+    NoMoreMemory() {
+        getrlimit(RLIMIT_DATA, &m_before);
+        const rlimit none{0, m_before.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_DATA, &none), 0);
+    }
+    ~NoMoreMemory() { setrlimit(RLIMIT_DATA, &m_before); }
+    NoMoreMemory(const NoMoreMemory&) = delete;
+    NoMoreMemory& operator=(const NoMoreMemory&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+// Zeros, but for some bytes, so that a length or an offset that wraps is seen.
+template <class Encoder, class Decoder>
+void expectFiveGiBComeBack(const auto& format, const auto& accept) {
+    constexpr auto kSize = static_cast<std::size_t>(5ull << 30);
+    const ZeroPages pages(kSize);
+    ASSERT_NE(static_cast<void*>(pages.get()), MAP_FAILED);
+    for (const std::uint64_t at : {5ull, kSize - (1ull << 32), (1ull << 32) + 9, kSize - 1ull})
+        pages.get()[at] = 'x';
+    const std::string_view all(pages.get(), kSize);
+    {
+        const auto bytes = decode(contentcoding::Bytes(encode(all, format)), accept);
+        EXPECT_TRUE(bytes.has_value() && *bytes == all);
+    }
+    const NoMoreMemory none;
+    std::size_t done = 0;
+    Decoder decoder(accept);
+    const auto compare = [&](std::string_view block) {
+        const bool isSame = all.substr(done, block.size()) == block;
+        done += block.size();
+        return isSame;
+    };
+    const auto decodeBlock = [&](std::string_view block) {
+        return decoder.feed(block, compare).has_value();
+    };
+    Encoder encoder(format);
+    constexpr std::size_t kPiece = 1'000'003;
+    bool ok = true;
+    for (std::size_t at = 0; ok && at < kSize; at += kPiece)
+        ok = encoder.feed(all.substr(at, kPiece), decodeBlock);
+    EXPECT_TRUE(ok && encoder.finish(decodeBlock) && decoder.finish(compare));
+    EXPECT_EQ(done, kSize);
+}
+
 class Limits : public testing::TestWithParam<Limit> {};
 
 }  // namespace
@@ -97,4 +151,12 @@ TEST(Limits, OfACanonicalForm) {
     LogNull log;
     EXPECT_FALSE(CC::canonicalizeItida(json, out, log));
     EXPECT_EQ(out.getSize(), 0u);
+}
+
+TEST(Limits, AreNoneInTheFace) {
+    if (sizeof(void*) < 8) GTEST_SKIP() << "no 5 GiB of addresses";
+    namespace base64 = contentcoding::base64;
+    namespace ascii85 = contentcoding::ascii85;
+    expectFiveGiBComeBack<base64::Encoder, base64::Decoder>(base64::kPlain, base64::kStrict);
+    expectFiveGiBComeBack<ascii85::Encoder, ascii85::Decoder>(ascii85::kPlain, ascii85::kStrict);
 }
