@@ -19,6 +19,14 @@ constexpr char toUpperAscii(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
 }
 
+constexpr bool isAlphanumeric(unsigned char b) {
+    return (b >= '0' && b <= '9') || (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z');
+}
+
+constexpr bool isOneOf(unsigned char b, std::string_view characters) {
+    return characters.find(static_cast<char>(b)) != characters.npos;
+}
+
 constexpr unsigned char kNoHexDigit = 0xFF;
 
 // Entry c is the value of the hexadecimal digit c, of either case, or kNoHexDigit.

@@ -31,13 +31,7 @@ constexpr std::size_t kLeastText = 12;
 
 constexpr std::string_view kUtf8 = "utf-8";
 
-constexpr bool isOneOf(unsigned char b, std::string_view characters) {
-    return characters.find(static_cast<char>(b)) != characters.npos;
-}
 constexpr bool isVisible(unsigned char b) { return b > 0x20 && b < 0x7F; }
-constexpr bool isAlphanumeric(unsigned char b) {
-    return (b >= '0' && b <= '9') || (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z');
-}
 
 // What may stand as it is in a context, outside of encoded words and in the text of Q words. In a
 // phrase these are atoms (RFC 5322, section 3.2.3), and the characters of RFC 2047, section 5 (3).
@@ -133,6 +127,12 @@ void HeaderWriter::text(std::string_view utf8, std::size_t after) {
         plain(token.blanks, token.text);
     }
     if (run) encoded(blanks, {run, static_cast<std::size_t>(utf8.data() + utf8.size() - run)});
+    m_after = 0;
+}
+
+void HeaderWriter::words(std::string_view utf8, std::size_t after) {
+    m_after = after;
+    encoded(m_isEmpty ? 0 : 1, utf8);
     m_after = 0;
 }
 

@@ -24,11 +24,17 @@ public:
     // follow it that have to fit in its last line.
     void text(std::string_view utf8, std::size_t after = 0);
 
+    // The same, all of it in encoded words.
+    void words(std::string_view utf8, std::size_t after = 0);
+
     // The same for what has to stay as it is, on a line of its own if need be.
     void whole(std::string_view item);
 
     // Writes what follows the last text or item directly.
     void glue(std::string_view characters);
+
+    // How long the last line is.
+    std::size_t column() const { return m_column; }
 
 private:
     struct Token;

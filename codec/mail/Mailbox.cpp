@@ -18,7 +18,7 @@ Result<void> refused(Fault fault, std::size_t offset, const char* detail = nullp
 
 // Reads atoms with single dots between them, from `at` to `end`.
 Result<void> checkDotAtom(std::string_view text, std::size_t at, std::size_t end) {
-    constexpr const char* kExpected = "an address has atoms with dots between them";
+    constexpr const char* kExpected = "atoms with single dots between them";
     for (bool wanted = true; at < end || wanted; ++at) {
         if (at == end) return refused(Fault::kSyntax, at, kExpected);
         const bool isAtom = isAtomByte(static_cast<unsigned char>(text[at]));
@@ -41,7 +41,7 @@ Result<void> checkAddress(std::string_view address) {
     if (const std::size_t n = mail::controlFreePrefix(address); n < address.size())
         return refused(Fault::kControl, n);
     const std::size_t at = atSignOf(address);
-    if (at == address.npos) return refused(Fault::kSyntax, address.size(), "no \"@\"");
+    if (at == address.npos) return refused(Fault::kSyntax, address.size(), "\"@\"");
     if (!address.starts_with('"')) {
         if (auto local = checkDotAtom(address, 0, at); !local) return local;
     }
@@ -49,7 +49,7 @@ Result<void> checkAddress(std::string_view address) {
     if (!domain.starts_with('[')) return checkDotAtom(address, at + 1, address.size());
     const std::size_t end = domain.find_first_of("[]\\ \t", 1);
     if (end == domain.npos || domain[end] != ']' || end + 1 < domain.size())
-        return refused(Fault::kSyntax, at + 1, "the domain in brackets");
+        return refused(Fault::kSyntax, at + 1, "\"]\" at the end");
     return {};
 }
 
@@ -233,14 +233,14 @@ std::size_t Parser::takeSpecial(std::size_t i) {
                 m_isInGroup = true;
                 m_tokens.clear();
             } else {
-                defect(Fault::kSyntax, i, "a colon");
+                defect(Fault::kSyntax, i, "a name before the colon");
                 m_tokens.push_back({Kind::kComment, i, i});  // nothing is joined over it
             }
             return i + 1;
         }
         case ';':
             endItem();
-            if (!m_isInGroup) defect(Fault::kSyntax, i, "a semicolon outside of a group");
+            if (!m_isInGroup) defect(Fault::kSyntax, i, "a comma");
             m_group.clear();
             m_isInGroup = false;
             return i + 1;
@@ -248,7 +248,7 @@ std::size_t Parser::takeSpecial(std::size_t i) {
             endItem();
             return i + 1;
         default:
-            defect(Fault::kSyntax, i, "a closing bracket");
+            defect(Fault::kSyntax, i, "\"<\" before \">\"");
             return i + 1;
     }
 }
@@ -269,7 +269,7 @@ std::size_t Parser::endOfAngle(std::size_t i) {
 // Reads an address in brackets, with its name if that stands before it.
 std::size_t Parser::takeAngle(std::size_t i) {
     if (at(i + 1) == '<') {
-        defect(Fault::kSyntax, i, "a second bracket");
+        defect(Fault::kSyntax, i, "one \"<\"");
         return i + 1;
     }
     const std::size_t end = endOfAngle(i);
@@ -279,7 +279,7 @@ std::size_t Parser::takeAngle(std::size_t i) {
     if (first != inside.npos && inside[first] == '@') {
         // A route: RFC 5322, section 4.4.
         const std::size_t colon = inside.find(':', first);
-        defect(Fault::kSyntax, first, "a route");
+        defect(Fault::kSyntax, first, "no route");
         next = colon == inside.npos ? end : colon + 1;
     }
     std::vector<Token> tokens;
@@ -290,14 +290,14 @@ std::size_t Parser::takeAngle(std::size_t i) {
         next = std::max(after, next + 1);
     }
     if (m_hasAngle) {
-        defect(Fault::kSyntax, i, "a comma is missing");
+        defect(Fault::kSyntax, i, "a comma");
         m_hasAngle = false;
     }
     std::string address;
     if (isSound)
         address = addressOf(tokens, i + 1);
     else
-        defect(Fault::kSyntax, i + 1, "not an address");
+        defect(Fault::kSyntax, i + 1, "an address");
     add(m_tokens, std::move(address));
     m_tokens.clear();
     m_hasAngle = true;
@@ -313,7 +313,7 @@ void Parser::endItem() {
         if (last.name.empty()) last.name = commentOf(tokens);
         for (const Token& token : tokens) {
             if (token.kind == Kind::kComment) continue;
-            defect(Fault::kSyntax, token.begin, "text after the address");
+            defect(Fault::kSyntax, token.begin, "a comma");
             break;
         }
     } else {
@@ -358,18 +358,17 @@ Parser::Tokens Parser::takeBareAddress(Tokens tokens) {
     if (isAlone)
         address = addressOf(tokens.subspan(first, last - first), tokens[first].begin);
     else
-        defect(Fault::kSyntax, tokens[first].begin, "not an address");
+        defect(Fault::kSyntax, tokens[first].begin, "an address");
     const Tokens before = tokens.first(first);
     std::size_t comments = last;
     while (comments < tokens.size() && tokens[comments].kind == Kind::kComment)
         ++comments;
     if (!before.empty() && before.front().kind != Kind::kComment)
-        defect(Fault::kSyntax, tokens[first].begin, "brackets are missing");
+        defect(Fault::kSyntax, tokens[first].begin, "\"<\"");
     add(before, std::move(address));
     Mailbox& added = m_addresses.list.back();
     if (added.name.empty()) added.name = commentOf(tokens.subspan(last, comments - last));
-    if (comments < tokens.size())
-        defect(Fault::kSyntax, tokens[comments].begin, "text after the address");
+    if (comments < tokens.size()) defect(Fault::kSyntax, tokens[comments].begin, "a comma");
     return tokens.subspan(comments);
 }
 
@@ -392,23 +391,23 @@ std::string Parser::addressOf(Tokens tokens, std::size_t offset) {
     for (const Token& token : tokens) {
         if (token.kind == Kind::kComment) continue;
         if (token.kind == Kind::kWord)
-            return none(Fault::kSyntax, token.begin, "an encoded word in an address");
+            return none(Fault::kSyntax, token.begin, "an address outside of encoded words");
         const std::string_view text = textOf(token);
         // Parts stand beside a "@" or a dot, or they are two.
         const bool joins = !before || before->kind == Kind::kAt || token.kind == Kind::kAt ||
                            text.starts_with('.') || address.ends_with('.');
-        if (!joins) return none(Fault::kSyntax, token.begin, "not an address");
+        if (!joins) return none(Fault::kSyntax, token.begin, "an address");
         if (before && before->end < token.begin)
-            defect(Fault::kSyntax, before->end, "a space or comment in an address");
+            defect(Fault::kSyntax, before->end, "no space or comment in an address");
         if (token.kind == Kind::kAt && ++signs > 1)
-            return none(Fault::kSyntax, token.begin, "more than one \"@\"");
+            return none(Fault::kSyntax, token.begin, "one \"@\"");
         address.append(text);
         before = &token;
     }
     if (wellFormedPrefix(address) < address.size())
-        return none(Fault::kMalformed, offset, "not an address");
+        return none(Fault::kMalformed, offset, "in an address");
     if (mail::controlFreePrefix(address) < address.size())
-        return none(Fault::kControl, offset, "not an address");
+        return none(Fault::kControl, offset, "in an address");
     if (address.empty() || address.starts_with('@') || address.ends_with('@'))
         return none(Fault::kMissing, offset, "an address");
     if (signs == 0) defect(Fault::kMissing, offset, "\"@\" and a domain");

@@ -2,25 +2,21 @@
 
 #include "codec/Alphabet.h"
 #include "codec/kernels/Kernels.h"
+#include "support/Ascii.h"
 #include "support/charset/Utf8.h"
 
 namespace contentcoding::mail {
 
 bool isAtomByte(unsigned char b) {
     constexpr ByteClass kAtom = byteClass([](unsigned char c) {
-        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-               c >= 0x80 ||
-               std::string_view("!#$%&'*+-/=?^_`{|}~").find(static_cast<char>(c)) !=
-                   std::string_view::npos;
+        return isAlphanumeric(c) || c >= 0x80 || isOneOf(c, "!#$%&'*+-/=?^_`{|}~");
     });
     return kAtom[b];
 }
 
 bool isSpecial(char c) {
-    constexpr ByteClass kSpecial = byteClass([](unsigned char b) {
-        return isWhiteSpace(b) || std::string_view("()<>[]:;@,\"").find(static_cast<char>(b)) !=
-                                      std::string_view::npos;
-    });
+    constexpr ByteClass kSpecial =
+        byteClass([](unsigned char b) { return isWhiteSpace(b) || isOneOf(b, "()<>[]:;@,\""); });
     return kSpecial[static_cast<unsigned char>(c)];
 }
 
@@ -72,14 +68,28 @@ std::string withSingleSpaces(std::string_view text) {
     return single;
 }
 
-std::string withoutBackslashes(std::string_view text) {
+namespace {
+
+// Drops each backslash before a character that it quotes.
+template <class IsQuoted>
+std::string unquoted(std::string_view text, IsQuoted isQuoted) {
     std::string plain;
     plain.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\\' && i + 1 < text.size()) ++i;
+        if (text[i] == '\\' && i + 1 < text.size() && isQuoted(text[i + 1])) ++i;
         plain.push_back(text[i]);
     }
     return plain;
+}
+
+}  // namespace
+
+std::string withoutBackslashes(std::string_view text) {
+    return unquoted(text, [](char) { return true; });
+}
+
+std::string withoutQuotedPairs(std::string_view text) {
+    return unquoted(text, [](char c) { return c == '"' || c == '\\'; });
 }
 
 void appendDecodedQuoted(std::string_view quoted, std::uint64_t offset, TextReader& reader,

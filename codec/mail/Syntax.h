@@ -50,6 +50,9 @@ private:
 // The characters that quoted pairs stand for; a line end is folding.
 [[nodiscard]] std::string withoutBackslashes(std::string_view text);
 
+// The same where Windows paths may stand: only quotation marks and backslashes are quoted.
+[[nodiscard]] std::string withoutQuotedPairs(std::string_view text);
+
 // Appends the text of a quoted string, which has its quotation marks.
 void appendDecodedQuoted(std::string_view quoted, std::uint64_t offset, TextReader& reader,
                          std::string& out);

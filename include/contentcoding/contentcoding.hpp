@@ -16,6 +16,7 @@
 #include "contentcoding/einvoice.hpp"
 #include "contentcoding/header.hpp"
 #include "contentcoding/mailbox.hpp"
+#include "contentcoding/parameter.hpp"
 #include "contentcoding/quoted_printable.hpp"
 #include "contentcoding/result.hpp"
 

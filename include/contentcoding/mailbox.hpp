@@ -23,9 +23,9 @@ namespace contentcoding::mailbox {
 
 /// A name and an address. Both are valid UTF-8 without control characters, as parse() gives them.
 struct Mailbox {
-    std::string name;     ///< decoded, without quotation marks; may be empty
-    std::string address;  ///< "local@domain", as it was written, without comments and spaces
-    std::string group;    ///< the name of the group that it stands in; empty for none
+    std::string name = {};     ///< decoded, without quotation marks; may be empty
+    std::string address = {};  ///< "local@domain", as it was written, without comments and spaces
+    std::string group = {};    ///< the name of the group that it stands in; empty for none
 
     friend bool operator==(const Mailbox&, const Mailbox&) = default;
 };

@@ -4,9 +4,10 @@
 #include <ostream>
 
 #include "contentcoding/mailbox.hpp"
+#include "contentcoding/parameter.hpp"
 #include "tests/TestSupport.h"
 
-// Shared by the tests of mail: how faults and mailboxes are printed.
+// Shared by the tests of mail: how faults, mailboxes and parameters are printed.
 
 namespace contentcoding {
 
@@ -21,6 +22,14 @@ inline void PrintTo(const Mailbox& mailbox, std::ostream* out) {
 }
 
 }  // namespace mailbox
+
+namespace parameter {
+
+inline void PrintTo(const Parameter& parameter, std::ostream* out) {
+    *out << parameter.name << '=' << parameter.value;
+}
+
+}  // namespace parameter
 }  // namespace contentcoding
 
 #endif
