@@ -1,5 +1,6 @@
 #include "contentcoding/eda.hpp"
 
+#include <algorithm>
 #include <array>
 
 #include "codec/Alphabet.h"
@@ -11,6 +12,11 @@ namespace {
 constexpr std::size_t kGroupBytes = 2;
 constexpr std::size_t kGroupChars = 3;
 constexpr unsigned int kBase = 43;
+
+// So many characters are taken one by one where the kernel stops: more than the group that it
+// stopped at, as one bad group is often followed by others.
+constexpr std::size_t kSingleChars = 16 * kGroupChars;
+
 constexpr unsigned int kLargestGroup = 0xFFFF;
 constexpr unsigned int kLargestByte = 0xFF;
 
@@ -31,25 +37,6 @@ static_assert(kAnyValues['a'] == 36 && kAnyValues['Z'] == 35 && kAnyValues['@'] 
 const unsigned char* valuesOf(const Accept& accept) {
     return accept.foreign ? kAnyValues.data() : kDigits.values.data();
 }
-
-// Decodes groups up to the first one that has a character without a value, or, unless it may wrap,
-// is too large; returns how many there were.
-template <bool MayWrap>
-std::size_t decodeGroups(const char* text, std::size_t groups, char* bytes) {
-    constexpr const auto& values = MayWrap ? kAnyValues : kDigits.values;
-    for (std::size_t i = 0; i < groups; ++i, text += kGroupChars, bytes += kGroupBytes) {
-        const unsigned int a = values[static_cast<unsigned char>(text[0])];
-        const unsigned int b = values[static_cast<unsigned char>(text[1])];
-        const unsigned int c = values[static_cast<unsigned char>(text[2])];
-        const unsigned int value = (a * kBase + b) * kBase + c;
-        if (!MayWrap && ((a | b | c) == kNoDigit || value > kLargestGroup)) return i;
-        bytes[0] = static_cast<char>(value >> 8);
-        bytes[1] = static_cast<char>(value);
-    }
-    return groups;
-}
-// No two values below 64 make up what stands for none.
-static_assert(kBase <= 64 && kNoDigit == 0xFF);
 
 }  // namespace
 
@@ -108,18 +95,17 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
             if (room.empty()) return Error{Fault::kStopped, m_offset};
             const std::size_t groups =
                 std::min(text.size() / kGroupChars, room.size() / kGroupBytes);
-            const auto decode = m_accept.foreign ? decodeGroups<true> : decodeGroups<false>;
-            const std::size_t done = decode(text.data(), groups, room.data());
+            const std::size_t done = kernels().decodeEda(text.data(), groups, bytesAt(room));
             out.wrote(done * kGroupBytes);
             text.remove_prefix(done * kGroupChars);
             m_offset += done * kGroupChars;
             if (done == groups) continue;
-            single = kGroupChars;
+            single = kSingleChars;
         }
         for (const char c : text.substr(0, single)) {
             if (!takeOne(static_cast<unsigned char>(c), out, error)) return error;
         }
-        text.remove_prefix(single);
+        text.remove_prefix(std::min(single, text.size()));
     }
     return {};
 }
