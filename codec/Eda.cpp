@@ -5,6 +5,7 @@
 
 #include "codec/Alphabet.h"
 #include "codec/Groups.h"
+#include "codec/Straight.h"
 
 namespace contentcoding::eda {
 namespace {
@@ -38,6 +39,13 @@ const unsigned char* valuesOf(const Accept& accept) {
     return accept.foreign ? kAnyValues.data() : kDigits.values.data();
 }
 
+// Writes a last byte that is alone.
+std::size_t encodeRest(const unsigned char* bytes, std::size_t, char* text) {
+    text[0] = kEdaAlphabet[bytes[0] / kBase];
+    text[1] = kEdaAlphabet[bytes[0] % kBase];
+    return kGroupChars - 1;
+}
+
 }  // namespace
 
 // ---- Encoding ----
@@ -54,9 +62,7 @@ bool Encoder::end(Window& out) {
     if (m_held.count == 0) return true;
     const std::span<char> room = out.room(kGroupChars);
     if (room.empty()) return false;
-    room[0] = kEdaAlphabet[m_held.bytes[0] / kBase];
-    room[1] = kEdaAlphabet[m_held.bytes[0] % kBase];
-    out.wrote(kGroupChars - 1);
+    out.wrote(encodeRest(m_held.bytes, m_held.count, room.data()));
     m_held = {};
     return true;
 }
@@ -71,6 +77,16 @@ bool Encoder::finishSink(detail::SinkRef sink) {
 
 std::size_t encodedSize(std::size_t n, const Format&) noexcept {
     return saturatingAdd(saturatingMultiply(n / kGroupBytes, kGroupChars), n % kGroupBytes * 2);
+}
+
+std::size_t encodeStraight(Bytes bytes, char* text) {
+    return contentcoding::encodeStraight<kGroupBytes, kGroupChars>(
+        bytes, text,
+        [](const unsigned char* p, std::size_t n, char* to) {
+            kernels().encodeEda(p, n, to);
+            return n;
+        },
+        encodeRest);
 }
 
 // The encoder asks for room for a whole group at the end too.
@@ -140,7 +156,8 @@ Result<void> Decoder::end(Window& out) {
     if (m_count == kGroupChars - 1) {
         if (!endGroup(out, error)) return error;
     }
-    *this = Decoder(m_accept);
+    m_value = m_count = 0;
+    m_offset = 0;
     return {};
 }
 
@@ -150,6 +167,11 @@ Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
 
 Result<void> Decoder::finishSink(detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+std::size_t decodeStraight(Bytes text, char* bytes) {
+    return contentcoding::decodeStraight<kGroupChars, kGroupBytes>(text, bytes,
+                                                                   kernels().decodeEda);
 }
 
 // The decoder asks for room for a whole group at the end too.
