@@ -5,6 +5,7 @@
 #include "codec/Alphabet.h"
 #include "codec/Bytes.h"
 #include "codec/Groups.h"
+#include "codec/Straight.h"
 
 namespace contentcoding::ascii85 {
 namespace {
@@ -43,6 +44,18 @@ std::size_t groupsBeforeZeros(const unsigned char* bytes, std::size_t groups) {
     while (n < groups && loadBigEndian(bytes + n * kGroupBytes, kGroupBytes) != 0)
         ++n;
     return n;
+}
+
+// Writes the first digits of a short group, which counts as padded with zero bytes: one more than
+// it has bytes. It is never abbreviated: "z" would decode to four bytes.
+std::size_t encodeRest(const unsigned char* bytes, std::size_t count, char* text) {
+    unsigned char padded[kGroupBytes] = {};
+    char digits[kGroupChars];
+    std::fill_n(digits, kGroupChars, kFirstDigit);
+    std::copy_n(bytes, count, padded);
+    kernels().encodeAscii85(padded, 1, digits);
+    std::copy_n(digits, count + 1, text);
+    return count + 1;
 }
 
 }  // namespace
@@ -107,17 +120,13 @@ bool Encoder::writeGroups(const unsigned char* bytes, std::size_t groups, Window
     return true;
 }
 
-// A short group counts as padded with zero bytes and keeps one digit more than it has bytes. It is
-// never abbreviated: "z" would decode to four bytes.
 bool Encoder::end(Window& out) {
     if (!begin(out)) return false;
     if (m_held.count > 0) {
         if (out.room(kGroupChars).empty()) return false;
-        std::fill(m_held.bytes + m_held.count, m_held.bytes + kGroupBytes, 0);
         char text[kGroupChars];
-        std::fill_n(text, kGroupChars, kFirstDigit);
-        kernels().encodeAscii85(m_held.bytes, 1, text);
-        if (!putInLines({text, m_held.count + 1u}, out)) return false;
+        const std::size_t n = encodeRest(m_held.bytes, m_held.count, text);
+        if (!putInLines({text, n}, out)) return false;
         m_held = {};
     }
     m_hasBegun = false;
@@ -145,6 +154,11 @@ std::size_t maxEncodedSize(std::size_t n, const Format& format) noexcept {
     const std::size_t all =
         sizeInLines(saturatingAdd(saturatingMultiply(n / kGroupBytes, kGroupChars), tail), lines);
     return format.framed ? saturatingAdd(all, lines.end.size()) : all;
+}
+
+std::size_t encodeStraight(Bytes bytes, char* text) {
+    return contentcoding::encodeStraight<kGroupBytes, kGroupChars>(
+        bytes, text, kernels().encodeAscii85, encodeRest);
 }
 
 // The encoder asks for room for a whole group at the end too.
@@ -306,7 +320,9 @@ Result<void> Decoder::end(Window& out) {
     if (m_accept.framed == Frame::kRequired && m_state != State::kEnded)
         return Error{Fault::kFrame, m_state == State::kOpening ? m_groupStart : m_offset};
     if (!endGroup(out, error)) return error;
-    *this = Decoder(m_accept);
+    m_state = State::kStart;
+    m_isSpaced = false;
+    m_offset = 0;
     return {};
 }
 
@@ -316,6 +332,11 @@ Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
 
 Result<void> Decoder::finishSink(detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+std::size_t decodeStraight(Bytes text, char* bytes) {
+    return contentcoding::decodeStraight<kGroupChars, kGroupBytes>(text, bytes,
+                                                                   kernels().decodeAscii85);
 }
 
 // What has no "z" needs no more room than this; the decoder asks for that of a whole group at the

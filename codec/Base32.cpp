@@ -4,6 +4,7 @@
 
 #include "codec/Alphabet.h"
 #include "codec/Groups.h"
+#include "codec/Straight.h"
 
 namespace contentcoding::base32 {
 namespace {
@@ -41,6 +42,17 @@ constexpr std::size_t digitsFor(std::size_t bytes) {
     return (bytes * 8 + kDigitBits - 1) / kDigitBits;
 }
 
+// Writes a short group: its digits, and pads for the others.
+std::size_t encodeRest(Alphabet alphabet, const unsigned char* bytes, std::size_t count,
+                       char* text) {
+    unsigned char padded[kGroupBytes] = {};
+    std::copy_n(bytes, count, padded);
+    encodeGroups(alphabet, padded, 1, text);
+    const std::size_t digits = digitsFor(count);
+    std::fill_n(text + digits, kGroupChars - digits, kPad);
+    return kGroupChars;
+}
+
 // How many bytes a group carries. Pads are looked for where a shorter group would have its first.
 unsigned int bytesOf(unsigned int pads) {
     const auto isDigit = [pads](unsigned int place) { return (pads >> place & 1) == 0; };
@@ -70,13 +82,10 @@ bool Encoder::write(Bytes piece, Window& out) {
 
 bool Encoder::end(Window& out) {
     if (m_held.count > 0) {
-        const std::size_t digits = digitsFor(m_held.count);
-        std::fill(m_held.bytes + m_held.count, m_held.bytes + kGroupBytes, 0);
         const std::span<char> room = out.room(kGroupChars);
         if (room.empty()) return false;
-        encodeGroups(m_alphabet, m_held.bytes, 1, room.data());
-        std::fill_n(room.data() + digits, kGroupChars - digits, kPad);
-        out.wrote(m_padded ? kGroupChars : digits);
+        const std::size_t n = encodeRest(m_alphabet, m_held.bytes, m_held.count, room.data());
+        out.wrote(m_padded ? n : digitsFor(m_held.count));
         m_lines.column += kGroupChars;
         m_held = {};
     }
@@ -96,6 +105,18 @@ std::size_t encodedSize(std::size_t n, const Format& format) noexcept {
     const std::size_t tail = rest == 0 ? 0 : format.padded ? kGroupChars : digitsFor(rest);
     return sizeInLines(saturatingAdd(saturatingMultiply(n / kGroupBytes, kGroupChars), tail),
                        linesOf(format.columns, format.lineEnd, kGroupChars));
+}
+
+std::size_t encodeStraight(Bytes bytes, char* text) {
+    return contentcoding::encodeStraight<kGroupBytes, kGroupChars>(
+        bytes, text,
+        [](const unsigned char* p, std::size_t n, char* to) {
+            kernels().encodeBase32(p, n, to);
+            return n;
+        },
+        [](const unsigned char* p, std::size_t n, char* to) {
+            return encodeRest(Alphabet::kStandard, p, n, to);
+        });
 }
 
 // The encoder asks for room for a whole group at the end too.
@@ -211,7 +232,10 @@ Result<void> Decoder::end(Window& out) {
             return Error{Fault::kPadding, m_offset};
         if (!endGroup(out, error)) return error;
     }
-    *this = Decoder(m_accept);
+    // Not assigned as a whole: it would be read in larger parts than it was just written in, which
+    // takes as long as a short call.
+    m_offset = 0;
+    m_isPadded = false;
     return {};
 }
 
@@ -221,6 +245,11 @@ Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
 
 Result<void> Decoder::finishSink(detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+std::size_t decodeStraight(Bytes text, char* bytes) {
+    return contentcoding::decodeStraight<kGroupChars, kGroupBytes>(text, bytes,
+                                                                   kernels().decodeBase32);
 }
 
 // The decoder asks for room for a whole group at the end too.

@@ -12,6 +12,7 @@
 #include "codec/BufferWindow.h"
 #include "codec/Bytes.h"
 #include "codec/QuotedPrintable.h"
+#include "codec/Straight.h"
 #include "codec/Window.h"
 #include "contentcoding/base32.hpp"
 #include "contentcoding/dkim.hpp"
@@ -174,9 +175,22 @@ const unsigned char* bytesOf(const char* text) {
 constexpr std::size_t kBase32FlushChars = 390;
 constexpr std::size_t kBase32FlushBytes = 394;
 constexpr std::size_t kAscii85Flush = 255;
+constexpr std::size_t kAscii85GroupChars = 5;
+constexpr std::size_t kAscii85GroupBytes = 4;
 constexpr std::size_t kEdaFlush = 250;
 constexpr std::size_t kEdaGroupChars = 3;
 constexpr std::size_t kEdaGroupBytes = 2;
+
+// Has `code(array)` write to the room that the buffer has, if that is as much as it may need.
+// False, and nothing appended, when there is less, or nothing was written.
+template <class Buffer, class Code>
+bool fillsSpare(Buffer& out, std::size_t most, Code code) {
+    const auto spare = BufferAccess::spare(out);
+    if (spare.size() < most) return false;
+    const std::size_t n = code(reinterpret_cast<char*>(spare.data()));
+    BufferAccess::setSize(out, out.getSize() + static_cast<unsigned int>(n));
+    return n > 0;
+}
 
 void logFault(const ascii85::Decoder::Overflow& overflow, LogBase& log) {
     if (overflow.isShort)
@@ -372,6 +386,9 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
                                         StringBuffer& out) {
     assert(BufferAccess::isApart(out, data, len));
     const Bytes bytes(data, len);
+    if (fillsSpare(out, base32::encodedSize(bytes.size()),
+                   [&](char* to) { return base32::encodeStraight(bytes, to); }))
+        return true;
     BufferWindow<StringBuffer, kBase32FlushChars + 1> window(out, Blocks::above(kBase32FlushChars));
     (void)window.expect(base32::encodedSize(bytes.size()));
     base32::Encoder encoder;
@@ -382,6 +399,9 @@ bool ContentCoding::decodeBase32(const char* text, DataBuffer& out, LogBase&) {
     assert(BufferAccess::isApart(out, text, zqStrLen(text)));
     constexpr std::size_t kFirstPart = 8192, kGrowth = 16;
     std::string_view rest(text ? text : "");
+    if (fillsSpare(out, base32::maxDecodedSize(rest.size()),
+                   [&](char* to) { return base32::decodeStraight(rest, to); }))
+        return true;
     BufferWindow<DataBuffer, kBase32FlushBytes + 1> window(out, Blocks::above(kBase32FlushBytes));
     base32::Decoder decoder(base32::kAnything);
     // Text may be white space: room is reserved for little more than has been decoded.
@@ -423,12 +443,19 @@ bool ContentCoding::decodeBase58(const char* text, DataBuffer& out, LogBase& log
 
 bool ContentCoding::encodeAscii85(const void* data, unsigned int len, StringBuffer& out, LogBase&) {
     assert(BufferAccess::isApart(out, data, len));
+    const Bytes bytes(data, len);
+    if (fillsSpare(out, ascii85::maxEncodedSize(bytes.size()),
+                   [&](char* to) { return ascii85::encodeStraight(bytes, to); }))
+        return true;
     BufferWindow<StringBuffer, kAscii85Flush + 1> window(out, Blocks::above(kAscii85Flush));
     ascii85::Encoder encoder;
-    return encoder.write({data, len}, window) && encoder.end(window) && window.finish();
+    return encoder.write(bytes, window) && encoder.end(window) && window.finish();
 }
 
 bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, LogBase& log) {
+    if (fillsSpare(out, text.getSize() / kAscii85GroupChars * kAscii85GroupBytes,
+                   [&](char* to) { return ascii85::decodeStraight(text.view(), to); }))
+        return true;
     if (!ascii85::isAllAccepted(text.view())) {
         log.LogError("Invalid ascii85 input: char not in ascii85 alphabet.");
         return false;
@@ -445,15 +472,22 @@ bool ContentCoding::decodeAscii85(const StringBuffer& text, DataBuffer& out, Log
 
 bool ContentCoding::encodeEda(const void* data, unsigned int len, StringBuffer& out) {
     assert(BufferAccess::isApart(out, data, len));
+    const Bytes bytes(data, len);
+    if (fillsSpare(out, eda::encodedSize(bytes.size()),
+                   [&](char* to) { return eda::encodeStraight(bytes, to); }))
+        return true;
     BufferWindow<StringBuffer, kEdaFlush + 1> window(out, Blocks::above(kEdaFlush).goingOn());
     eda::Encoder encoder;
-    (void)(encoder.write({data, len}, window) && encoder.end(window) && window.finish());
+    (void)(encoder.write(bytes, window) && encoder.end(window) && window.finish());
     return true;
 }
 
 bool ContentCoding::decodeEda(const char* text, unsigned int len, DataBuffer& out) {
     assert(BufferAccess::isApart(out, text, len));
     const Bytes all(text, len);
+    if (fillsSpare(out, eda::maxDecodedSize(all.size()),
+                   [&](char* to) { return eda::decodeStraight(all, to); }))
+        return true;
     // Without room for all whole groups, as many as there is room for.
     BufferWindow<DataBuffer, kEdaGroupBytes> window(out, Blocks::of(kEdaGroupBytes).goingOn());
     (void)window.expect(all.size() / kEdaGroupChars * kEdaGroupBytes);

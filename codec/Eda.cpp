@@ -1,9 +1,11 @@
 #include "contentcoding/eda.hpp"
 
+#include <algorithm>
 #include <array>
 
 #include "codec/Alphabet.h"
 #include "codec/Groups.h"
+#include "codec/Straight.h"
 
 namespace contentcoding::eda {
 namespace {
@@ -11,6 +13,11 @@ namespace {
 constexpr std::size_t kGroupBytes = 2;
 constexpr std::size_t kGroupChars = 3;
 constexpr unsigned int kBase = 43;
+
+// So many characters are taken one by one where the kernel stops: more than the group that it
+// stopped at, as one bad group is often followed by others.
+constexpr std::size_t kSingleChars = 16 * kGroupChars;
+
 constexpr unsigned int kLargestGroup = 0xFFFF;
 constexpr unsigned int kLargestByte = 0xFF;
 
@@ -32,24 +39,12 @@ const unsigned char* valuesOf(const Accept& accept) {
     return accept.foreign ? kAnyValues.data() : kDigits.values.data();
 }
 
-// Decodes groups up to the first one that has a character without a value, or, unless it may wrap,
-// is too large; returns how many there were.
-template <bool MayWrap>
-std::size_t decodeGroups(const char* text, std::size_t groups, char* bytes) {
-    constexpr const auto& values = MayWrap ? kAnyValues : kDigits.values;
-    for (std::size_t i = 0; i < groups; ++i, text += kGroupChars, bytes += kGroupBytes) {
-        const unsigned int a = values[static_cast<unsigned char>(text[0])];
-        const unsigned int b = values[static_cast<unsigned char>(text[1])];
-        const unsigned int c = values[static_cast<unsigned char>(text[2])];
-        const unsigned int value = (a * kBase + b) * kBase + c;
-        if (!MayWrap && ((a | b | c) == kNoDigit || value > kLargestGroup)) return i;
-        bytes[0] = static_cast<char>(value >> 8);
-        bytes[1] = static_cast<char>(value);
-    }
-    return groups;
+// Writes a last byte that is alone.
+std::size_t encodeRest(const unsigned char* bytes, std::size_t, char* text) {
+    text[0] = kEdaAlphabet[bytes[0] / kBase];
+    text[1] = kEdaAlphabet[bytes[0] % kBase];
+    return kGroupChars - 1;
 }
-// No two values below 64 make up what stands for none.
-static_assert(kBase <= 64 && kNoDigit == 0xFF);
 
 }  // namespace
 
@@ -67,9 +62,7 @@ bool Encoder::end(Window& out) {
     if (m_held.count == 0) return true;
     const std::span<char> room = out.room(kGroupChars);
     if (room.empty()) return false;
-    room[0] = kEdaAlphabet[m_held.bytes[0] / kBase];
-    room[1] = kEdaAlphabet[m_held.bytes[0] % kBase];
-    out.wrote(kGroupChars - 1);
+    out.wrote(encodeRest(m_held.bytes, m_held.count, room.data()));
     m_held = {};
     return true;
 }
@@ -84,6 +77,16 @@ bool Encoder::finishSink(detail::SinkRef sink) {
 
 std::size_t encodedSize(std::size_t n, const Format&) noexcept {
     return saturatingAdd(saturatingMultiply(n / kGroupBytes, kGroupChars), n % kGroupBytes * 2);
+}
+
+std::size_t encodeStraight(Bytes bytes, char* text) {
+    return contentcoding::encodeStraight<kGroupBytes, kGroupChars>(
+        bytes, text,
+        [](const unsigned char* p, std::size_t n, char* to) {
+            kernels().encodeEda(p, n, to);
+            return n;
+        },
+        encodeRest);
 }
 
 // The encoder asks for room for a whole group at the end too.
@@ -108,18 +111,17 @@ Result<void> Decoder::write(Bytes piece, Window& out) {
             if (room.empty()) return Error{Fault::kStopped, m_offset};
             const std::size_t groups =
                 std::min(text.size() / kGroupChars, room.size() / kGroupBytes);
-            const auto decode = m_accept.foreign ? decodeGroups<true> : decodeGroups<false>;
-            const std::size_t done = decode(text.data(), groups, room.data());
+            const std::size_t done = kernels().decodeEda(text.data(), groups, bytesAt(room));
             out.wrote(done * kGroupBytes);
             text.remove_prefix(done * kGroupChars);
             m_offset += done * kGroupChars;
             if (done == groups) continue;
-            single = kGroupChars;
+            single = kSingleChars;
         }
         for (const char c : text.substr(0, single)) {
             if (!takeOne(static_cast<unsigned char>(c), out, error)) return error;
         }
-        text.remove_prefix(single);
+        text.remove_prefix(std::min(single, text.size()));
     }
     return {};
 }
@@ -154,7 +156,8 @@ Result<void> Decoder::end(Window& out) {
     if (m_count == kGroupChars - 1) {
         if (!endGroup(out, error)) return error;
     }
-    *this = Decoder(m_accept);
+    m_value = m_count = 0;
+    m_offset = 0;
     return {};
 }
 
@@ -164,6 +167,11 @@ Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
 
 Result<void> Decoder::finishSink(detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) { return end(out); });
+}
+
+std::size_t decodeStraight(Bytes text, char* bytes) {
+    return contentcoding::decodeStraight<kGroupChars, kGroupBytes>(text, bytes,
+                                                                   kernels().decodeEda);
 }
 
 // The decoder asks for room for a whole group at the end too.

@@ -205,25 +205,27 @@ void encodesRadix(const Kernels& kernels, const Kernels& portable, Input&, Place
     expect(text.view(pairs * 3) == expected.view(pairs * 3));
 }
 
-void decodesAscii85(const Kernels& kernels, const Kernels& portable, Input&, Placed& text) {
-    const std::size_t groups = text.size() / 5;
-    Room expected(groups * 4), bytes(groups * 4);
-    const std::size_t wanted = portable.decodeAscii85(text.chars(), groups, expected.bytes());
-    expect(kernels.decodeAscii85(text.chars(), groups, bytes.bytes()) == wanted);
-    expect(bytes.view(wanted * 4) == expected.view(wanted * 4));
-}
-
-void decodesBase32(const Kernels& kernels, const Kernels& portable, Input&, Placed& text) {
-    const std::size_t groups = text.size() / 8;
-    Room expected(groups * 5), bytes(groups * 5);
-    const std::size_t wanted = portable.decodeBase32(text.chars(), groups, expected.bytes());
-    expect(kernels.decodeBase32(text.chars(), groups, bytes.bytes()) == wanted);
-    expect(bytes.view(wanted * 5) == expected.view(wanted * 5));
+// Groups of characters to groups of bytes, as far as the kernel can.
+template <auto Decode, std::size_t Chars, std::size_t BytesOfGroup>
+void decodesGroups(const Kernels& kernels, const Kernels& portable, Input&, Placed& text) {
+    const std::size_t groups = text.size() / Chars;
+    Room expected(groups * BytesOfGroup), bytes(groups * BytesOfGroup);
+    const std::size_t wanted = (portable.*Decode)(text.chars(), groups, expected.bytes());
+    expect((kernels.*Decode)(text.chars(), groups, bytes.bytes()) == wanted);
+    expect(bytes.view(wanted * BytesOfGroup) == expected.view(wanted * BytesOfGroup));
 }
 
 constexpr decltype(&encodesBase64) kComparisons[] = {
-    encodesBase64, decodesBase64, measuresRuns, escapes,        unescapes,
-    encodesBase32, decodesBase32, encodesRadix, decodesAscii85,
+    encodesBase64,
+    decodesBase64,
+    measuresRuns,
+    escapes,
+    unescapes,
+    encodesBase32,
+    decodesGroups<&Kernels::decodeBase32, 8, 5>,
+    encodesRadix,
+    decodesGroups<&Kernels::decodeAscii85, 5, 4>,
+    decodesGroups<&Kernels::decodeEda, 3, 2>,
 };
 
 }  // namespace

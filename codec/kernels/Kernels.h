@@ -154,6 +154,10 @@ struct Kernels {
 
     // Writes 3 digits of EDA for each of `groups` times 2 bytes.
     void (*encodeEda)(const unsigned char* bytes, std::size_t groups, char* text);
+
+    // Decodes groups of 3 digits of EDA to 2 bytes each, up to the first group that holds another
+    // character or is too large. Returns how many were decoded: at most `groups`.
+    std::size_t (*decodeEda)(const char* text, std::size_t groups, unsigned char* bytes);
 };
 
 // The kernels that this processor can run, the best one first; ended by null.

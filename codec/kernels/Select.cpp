@@ -23,7 +23,8 @@ constexpr Kernels kScalar = {.name = "portable",
                              .decodeBase32 = scalar::decodeBase32,
                              .encodeAscii85 = scalar::encodeAscii85,
                              .decodeAscii85 = scalar::decodeAscii85,
-                             .encodeEda = scalar::encodeEda};
+                             .encodeEda = scalar::encodeEda,
+                             .decodeEda = scalar::decodeEda};
 
 #ifdef CONTENTCODING_AVX2
 constexpr Kernels kAvx2 = {.name = "avx2",
@@ -37,7 +38,8 @@ constexpr Kernels kAvx2 = {.name = "avx2",
                            .decodeBase32 = avx2::decodeBase32,
                            .encodeAscii85 = avx2::encodeAscii85,
                            .decodeAscii85 = avx2::decodeAscii85,
-                           .encodeEda = avx2::encodeEda};
+                           .encodeEda = avx2::encodeEda,
+                           .decodeEda = avx2::decodeEda};
 constexpr const Kernels* kWithAvx2[] = {&kAvx2, &kScalar, nullptr};
 #endif
 #ifdef CONTENTCODING_NEON

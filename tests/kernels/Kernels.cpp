@@ -483,6 +483,11 @@ TEST_P(KernelTest, EncodesAndDecodesAscii85AndEda) {
             GetParam()->encodeEda(in, bytes.size() / 2, chars(out));
             ASSERT_EQ(std::string(chars(out), eda.size()), eda);
         });
+        everywhere(eda, eda.size() / 3 * 2, [&](const unsigned char* in, unsigned char* out) {
+            ASSERT_EQ(GetParam()->decodeEda(chars(in), eda.size() / 3, out), eda.size() / 3);
+            ASSERT_EQ(std::string(chars(out), eda.size() / 3 * 2),
+                      bytes.substr(0, eda.size() / 3 * 2));
+        });
     };
     for (std::size_t n = 0; n <= kLongest; n += 2)
         expectSame(random.substr(n, n));
@@ -498,6 +503,31 @@ TEST_P(KernelTest, EncodesAndDecodesAscii85AndEda) {
             ASSERT_EQ(GetParam()->decodeAscii85(chars(in), 40, out), 12u) << other;
             ASSERT_EQ(std::string(chars(out), 48), std::string(48, '\xFF'));
         });
+    }
+}
+
+// Every character in every place of a group, and the groups from the largest one on.
+TEST_P(KernelTest, StopsBeforeTheEdaGroupThatIsNone) {
+    const std::string digits = x(40, "ZJ3"), alphabet = contentcoding::kEdaAlphabet;
+    const auto expectStop = [&](std::size_t at, const std::string& group) {
+        std::uint64_t value = 0;
+        for (const char c : group)
+            value = value * 43 + std::min(alphabet.find(c), std::size_t{1} << 16);
+        std::string text = digits;
+        text.replace(3 * at, 3, group);
+        const std::size_t groups = value > 0xFFFF ? at : 40;
+        everywhere(text, 80, [&](const unsigned char* in, unsigned char* out) {
+            ASSERT_EQ(GetParam()->decodeEda(chars(in), 40, out), groups) << group;
+        });
+    };
+    for (std::size_t at = 0; at < 40; at += 13) {
+        for (unsigned int i = 0; i < 3 * 256; ++i) {
+            std::string group = "ZJ3";
+            group[i % 3] = static_cast<char>(i / 3);
+            expectStop(at, group);
+        }
+        for (const char* group : {"ZJ4", "ZJ=", "ZK0", "===", "000"})
+            expectStop(at, group);
     }
 }
 

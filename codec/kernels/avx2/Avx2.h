@@ -22,6 +22,7 @@ std::size_t decodeBase32(const char* text, std::size_t groups, unsigned char* by
 std::size_t encodeAscii85(const unsigned char* bytes, std::size_t groups, char* text);
 std::size_t decodeAscii85(const char* text, std::size_t groups, unsigned char* bytes);
 void encodeEda(const unsigned char* bytes, std::size_t groups, char* text);
+std::size_t decodeEda(const char* text, std::size_t groups, unsigned char* bytes);
 
 }  // namespace contentcoding::avx2
 
