@@ -19,5 +19,6 @@
 #include "contentcoding/parameter.hpp"
 #include "contentcoding/quoted_printable.hpp"
 #include "contentcoding/result.hpp"
+#include "contentcoding/transfer.hpp"
 
 #endif
