@@ -62,7 +62,7 @@ class NoMoreMemory {
 public:
     NoMoreMemory() {
         getrlimit(RLIMIT_DATA, &m_before);
-        const rlimit none{0, m_before.rlim_max};
+        const rlimit none{1, m_before.rlim_max};  // 0 limits nothing
         EXPECT_EQ(setrlimit(RLIMIT_DATA, &none), 0);
     }
     ~NoMoreMemory() { setrlimit(RLIMIT_DATA, &m_before); }
