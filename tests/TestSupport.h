@@ -61,8 +61,10 @@ private:
 // where there are not that many addresses.
 class ZeroPages {
 public:
-    explicit ZeroPages(std::uint64_t size = 1ull << 32)
-        : m_size(sizeof(void*) > 4 ? static_cast<std::size_t>(size) : 4096) {}
+    explicit ZeroPages(std::uint64_t size = 1ull << 32, int access = PROT_READ)
+        : m_size(sizeof(void*) > 4 ? static_cast<std::size_t>(size) : 4096),
+          m_pages(
+              mmap(nullptr, m_size, access, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {}
     ~ZeroPages() { munmap(m_pages, m_size); }
     ZeroPages(const ZeroPages&) = delete;
     ZeroPages& operator=(const ZeroPages&) = delete;
@@ -71,8 +73,7 @@ public:
 
 private:
     const std::size_t m_size;
-    void* m_pages = mmap(nullptr, m_size, PROT_READ | PROT_WRITE,
-                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void* const m_pages;
 };
 
 // `n` times the unit.

@@ -38,7 +38,7 @@ struct Options {
 ///
 /// Of several members "documents" the first counts. position() makes line and column of the offset.
 /// Linear in the text and the form. Allocates a model of the document, about 3 times the text of an
-/// invoice and some 40 times a text of little else than brackets, and the form in one piece.
+/// invoice and up to 40 times a text of little else than brackets, and the form in one piece.
 ///
 ///     contentcoding::einvoice::canonicalize(R"({"id": 7})");  // "\"ID\"\"7\""
 ///     contentcoding::einvoice::canonicalize(json, {.document = 2, .maxOutput = 1 << 20});

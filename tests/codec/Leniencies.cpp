@@ -4,7 +4,7 @@
 #include <map>
 #include <regex>
 
-#include "contentcoding/contentcoding.hpp"
+#include "contentcoding/detail/formats.hpp"
 #include "tests/codec/FormatSupport.h"
 
 namespace {
@@ -15,7 +15,6 @@ const std::map<std::string, Fault> kFaults = {
     ROW(kForeignCharacter), ROW(kPadding), ROW(kAfterEnd),  ROW(kLeftoverBits), ROW(kCutGroup),
     ROW(kGroupTooLarge),    ROW(kFrame),   ROW(kBadEscape), ROW(kLowerCase),    ROW(kLongLine),
     ROW(kTrailingSpace),    ROW(kLineEnd), ROW(kTooLong),
-#undef ROW
 };
 
 // Sets a member as the tables write it; false when there is no such member, or it is set another
@@ -26,27 +25,16 @@ bool allow(Accept& accept, const std::string& setting) {
     if constexpr (requires { accept.member = value; }) \
         if (setting == text) return accept.member = value, true;
 #define FLAG(member) SET(member, #member, true)
+#define FLAGS(a, b, c, d) FLAG(a) FLAG(b) FLAG(c) FLAG(d)
 #define CHOICE(member, name) SET(member, #member " = " #name, decltype(accept.member)::name)
+    FLAGS(whiteSpace, foreign, leftoverBits, cutGroup)
+    FLAGS(concatenated, anyCase, longZeros, badEscapes)
+    FLAGS(lowerCase, longLines, trailingSpace, lineEnds)
     CHOICE(alphabet, kEither)
     CHOICE(padding, kOptional)
     CHOICE(framed, kOptional)
     SET(maxSize, "maxSize = 0", 0u)
-    FLAG(whiteSpace)
-    FLAG(foreign)
-    FLAG(leftoverBits)
-    FLAG(cutGroup)
-    FLAG(concatenated)
-    FLAG(anyCase)
-    FLAG(longZeros)
-    FLAG(badEscapes)
-    FLAG(lowerCase)
-    FLAG(longLines)
-    FLAG(trailingSpace)
-    FLAG(lineEnds)
     return false;
-#undef SET
-#undef FLAG
-#undef CHOICE
 }
 
 struct Row {
@@ -63,17 +51,9 @@ void expectLeniency(const Row& row) {
     EXPECT_TRUE(decode(contentcoding::Bytes(row.text), accept));
 }
 
-namespace cc = contentcoding;
 const std::map<std::string, void (*)(const Row&)> kFormats = {
-    {"ascii85", expectLeniency<cc::ascii85::Accept>},
-    {"base16", expectLeniency<cc::base16::Accept>},
-    {"base32", expectLeniency<cc::base32::Accept>},
-    {"base58", expectLeniency<cc::base58::Accept>},
-    {"base64", expectLeniency<cc::base64::Accept>},
-    {"dkim", expectLeniency<cc::dkim::Accept>},
-    {"eda", expectLeniency<cc::eda::Accept>},
-    {"quoted_printable", expectLeniency<cc::quoted_printable::Accept>},
-};
+#define FORMAT(name) {#name, expectLeniency<contentcoding::name::Accept>},
+    CONTENTCODING_FORMATS(FORMAT)};
 
 }  // namespace
 

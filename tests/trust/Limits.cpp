@@ -62,7 +62,7 @@ class NoMoreMemory {
 public:
     NoMoreMemory() {
         getrlimit(RLIMIT_DATA, &m_before);
-        const rlimit none{0, m_before.rlim_max};
+        const rlimit none{1, m_before.rlim_max};  // 0 limits nothing
         EXPECT_EQ(setrlimit(RLIMIT_DATA, &none), 0);
     }
     ~NoMoreMemory() { setrlimit(RLIMIT_DATA, &m_before); }
@@ -77,7 +77,7 @@ private:
 template <class Encoder, class Decoder>
 void expectFiveGiBComeBack(const auto& format, const auto& accept) {
     constexpr auto kSize = static_cast<std::size_t>(5ull << 30);
-    const ZeroPages pages(kSize);
+    const ZeroPages pages(kSize, PROT_READ | PROT_WRITE);
     ASSERT_NE(static_cast<void*>(pages.get()), MAP_FAILED);
     for (const std::uint64_t at : {5ull, kSize - (1ull << 32), (1ull << 32) + 9, kSize - 1ull})
         pages.get()[at] = 'x';

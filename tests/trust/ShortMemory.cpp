@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "contentcoding/einvoice.hpp"
 #include "tests/trust/Operations.h"
 
 namespace {
@@ -131,6 +132,27 @@ TEST_P(ShortMemory, EndsAnOperationWithAResult) {
             if (!reached) break;
             ASSERT_LT(k, 2000) << operation.name;
         }
+    }
+}
+
+// The result, or std::bad_alloc, as from a container.
+TEST_P(ShortMemory, ComesOutOfACanonicalForm) {
+    const std::string json = R"({"documents": [{"a": ")" + x(5000) + R"("}]})";
+    bool reached = true;
+    for (int k = 0; reached; ++k) {
+        const long before = living;
+        bool ok = false;
+        forGood = GetParam();
+        failing = k;
+        try {
+            ok = contentcoding::einvoice::canonicalize(json, {.document = 0}).has_value();
+        } catch (const std::bad_alloc&) {
+        }
+        reached = forGood ? failing == 0 : failing < 0;
+        failing = -1;
+        EXPECT_TRUE(ok || reached) << k;
+        EXPECT_EQ(living, before) << k;
+        ASSERT_LT(k, 100);
     }
 }
 
