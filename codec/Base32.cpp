@@ -232,8 +232,8 @@ Result<void> Decoder::end(Window& out) {
             return Error{Fault::kPadding, m_offset};
         if (!endGroup(out, error)) return error;
     }
-    // Not assigned as a whole: it would be read in larger parts than it was just written in, which
-    // takes as long as a short call.
+    // Not assigned as a whole: what was just written in small parts would be read in large ones,
+    // for which a processor waits as long as a short call takes.
     m_offset = 0;
     m_isPadded = false;
     return {};

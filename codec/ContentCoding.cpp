@@ -175,6 +175,8 @@ const unsigned char* bytesOf(const char* text) {
 constexpr std::size_t kBase32FlushChars = 390;
 constexpr std::size_t kBase32FlushBytes = 394;
 constexpr std::size_t kAscii85Flush = 255;
+constexpr std::size_t kBase32GroupBytes = 5;
+constexpr std::size_t kBase32GroupChars = 8;
 constexpr std::size_t kAscii85GroupChars = 5;
 constexpr std::size_t kAscii85GroupBytes = 4;
 constexpr std::size_t kEdaFlush = 250;
@@ -386,11 +388,12 @@ bool ContentCoding::encodeBase32_noCrLf(const unsigned char* data, unsigned int 
                                         StringBuffer& out) {
     assert(BufferAccess::isApart(out, data, len));
     const Bytes bytes(data, len);
-    if (fillsSpare(out, base32::encodedSize(bytes.size()),
+    const std::size_t groups = (bytes.size() + kBase32GroupBytes - 1) / kBase32GroupBytes;
+    if (fillsSpare(out, groups * kBase32GroupChars,
                    [&](char* to) { return base32::encodeStraight(bytes, to); }))
         return true;
     BufferWindow<StringBuffer, kBase32FlushChars + 1> window(out, Blocks::above(kBase32FlushChars));
-    (void)window.expect(base32::encodedSize(bytes.size()));
+    (void)window.expect(groups * kBase32GroupChars);
     base32::Encoder encoder;
     return encoder.write(bytes, window) && encoder.end(window) && window.finish();
 }

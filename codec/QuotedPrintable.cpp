@@ -38,8 +38,11 @@ class Rules {
 public:
     static constexpr bool kHasHardBreaks = true;
 
-    explicit Rules(const Format& format)
-        : m_format(format), m_softSize(1 + format.lineEnd.copy(m_soft + 1, 2)) {
+    explicit Rules(const Format& format) : m_format(format) {
+        // Without a call, which would be a part of a short text's time.
+        const std::string_view lineEnd = format.lineEnd;
+        if (lineEnd.size() > 0) m_soft[m_softSize++] = lineEnd[0];
+        if (lineEnd.size() > 1) m_soft[m_softSize++] = lineEnd[1];
         const std::size_t columns = format.columns;
         m_fullLine = columns == 0 ? kLargestSize : std::max(columns, kShortestLine) - 1;
     }
@@ -148,12 +151,10 @@ private:
     const Format& m_format;
     std::size_t m_fullLine;
     char m_soft[5] = {'='};  // two more than there are: whoever copies it may read them
-    std::size_t m_softSize;
+    std::size_t m_softSize = 1;
 };
 
 }  // namespace
-
-Encoder::Encoder(const Format& format) : m_format(format) {}
 
 bool Encoder::write(Bytes piece, Window& out) {
     const Rules rules(m_format);

@@ -87,7 +87,7 @@ CONTENTCODING_EXPORT std::size_t maxDecodedSize(std::size_t n,
 ///     const bool sent = encoder.feed("Caf\xC3\xA9", send) && encoder.finish(send);
 class Encoder {
 public:
-    CONTENTCODING_EXPORT explicit Encoder(const Format& format = kPlain);
+    explicit Encoder(const Format& format = kPlain) : m_format(format) {}
 
     /// False when the sink ended the work; the object is of no more use then.
     [[nodiscard]] bool feed(Bytes piece, Sink auto&& sink) {
