@@ -1,7 +1,5 @@
 #include "contentcoding/transfer.hpp"
 
-#include <type_traits>
-
 #include "codec/Streams.h"
 #include "codec/mail/Syntax.h"
 #include "support/Ascii.h"
@@ -85,6 +83,15 @@ private:
     bool m_isLong = false;
     bool m_is8Bit = false;
 };
+
+// As std::visit, which throws for a variant without a value: there is none here.
+template <std::size_t I = 0, class Variant, class Work>
+auto withCoder(Variant& coders, Work work) {
+    if constexpr (I + 1 < std::variant_size_v<Variant>) {
+        if (coders.index() != I) return withCoder<I + 1>(coders, work);
+    }
+    return work(*std::get_if<I>(&coders));
+}
 
 }  // namespace
 
@@ -186,13 +193,13 @@ Encoder::Encoder(Encoding encoding) {
 
 bool Encoder::feedSink(Bytes piece, detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) {
-        return std::visit([&](auto& coder) { return coder.write(piece, out); }, m_encoder);
+        return withCoder(m_encoder, [&](auto& coder) { return coder.write(piece, out); });
     });
 }
 
 bool Encoder::finishSink(detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) {
-        return std::visit([&](auto& coder) { return coder.end(out); }, m_encoder);
+        return withCoder(m_encoder, [&](auto& coder) { return coder.end(out); });
     });
 }
 
@@ -209,13 +216,13 @@ Decoder::Decoder(std::string_view name) {
 
 Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) {
-        return std::visit([&](auto& coder) { return coder.write(piece, out); }, m_decoder);
+        return withCoder(m_decoder, [&](auto& coder) { return coder.write(piece, out); });
     });
 }
 
 Result<void> Decoder::finishSink(detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) {
-        return std::visit([&](auto& coder) { return coder.end(out); }, m_decoder);
+        return withCoder(m_decoder, [&](auto& coder) { return coder.end(out); });
     });
 }
 

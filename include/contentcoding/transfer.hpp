@@ -61,8 +61,7 @@ CONTENTCODING_EXPORT Encoding suggest(Bytes body, Path path = Path::k7Bit);
 
 /// The name of an encoding in the field Content-Transfer-Encoding, such as "quoted-printable".
 ///
-///     std::cout << contentcoding::transfer::name(contentcoding::transfer::Encoding::k8Bit);  //
-///     8bit
+///     std::cout << contentcoding::transfer::name(contentcoding::transfer::Encoding::k7Bit);
 CONTENTCODING_EXPORT std::string_view name(Encoding encoding);
 
 /// The encoding that a field value means, or none. Comments, parameters, quotation marks, white
@@ -77,8 +76,8 @@ CONTENTCODING_EXPORT std::optional<Encoding> encodingOf(std::string_view value);
 /// and become CRLF. In Base64 all of its bytes stay as they are; lines have 76 characters and end
 /// with CRLF. A body that suggest() has for another encoding may not survive 7bit and 8bit.
 ///
-///     const std::string sent = contentcoding::transfer::encode("Caf\xC3\xA9\n",
-///         contentcoding::transfer::Encoding::kQuotedPrintable);  // "Caf=C3=A9\r\n"
+///     const auto kQuoted = contentcoding::transfer::Encoding::kQuotedPrintable;
+///     contentcoding::transfer::encode("Caf\xC3\xA9\n", kQuoted);  // "Caf=C3=A9\r\n"
 CONTENTCODING_EXPORT std::string encode(Bytes body, Encoding encoding);
 
 /// The body behind a text as it came, by the value of its Content-Transfer-Encoding. Forgives what
