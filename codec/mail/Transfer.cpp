@@ -40,9 +40,6 @@ Result<void> AsItIs::write(Bytes piece, Window& out) {
     return putAll(piece.text(), out) ? Result<void>() : stopped();
 }
 
-Result<void> UnknownEncoding::write(Bytes, Window&) { return Error{Fault::kUnknownEncoding, 0}; }
-Result<void> UnknownEncoding::end(Window&) { return Error{Fault::kUnknownEncoding, 0}; }
-
 }  // namespace detail
 
 namespace transfer {
@@ -83,15 +80,6 @@ private:
     bool m_isLong = false;
     bool m_is8Bit = false;
 };
-
-// As std::visit, which throws for a variant without a value: there is none here.
-template <std::size_t I = 0, class Variant, class Work>
-auto withCoder(Variant& coders, Work work) {
-    if constexpr (I + 1 < std::variant_size_v<Variant>) {
-        if (coders.index() != I) return withCoder<I + 1>(coders, work);
-    }
-    return work(*std::get_if<I>(&coders));
-}
 
 }  // namespace
 
@@ -184,46 +172,44 @@ Result<std::string> decode(Bytes text, std::string_view name) {
 
 // ---- In pieces ----
 
-Encoder::Encoder(Encoding encoding) {
-    if (encoding == Encoding::kQuotedPrintable)
-        m_encoder.emplace<quoted_printable::Encoder>();
-    else if (encoding == Encoding::kBase64)
-        m_encoder.emplace<base64::Encoder>(base64::kMime);
+Encoder::Encoder(Encoding encoding) : m_encoding(encoding) {}
+
+template <class Work>
+bool Encoder::withCoder(detail::SinkRef sink, Work work) {
+    return throughSink(sink, [&](Window& out) {
+        if (m_encoding == Encoding::kQuotedPrintable) return work(m_quoted, out);
+        if (m_encoding == Encoding::kBase64) return work(m_base64, out);
+        return work(m_lines, out);
+    });
 }
 
 bool Encoder::feedSink(Bytes piece, detail::SinkRef sink) {
-    return throughSink(sink, [&](Window& out) {
-        return withCoder(m_encoder, [&](auto& coder) { return coder.write(piece, out); });
-    });
+    return withCoder(sink, [piece](auto& coder, Window& out) { return coder.write(piece, out); });
 }
 
 bool Encoder::finishSink(detail::SinkRef sink) {
-    return throughSink(sink, [&](Window& out) {
-        return withCoder(m_encoder, [&](auto& coder) { return coder.end(out); });
-    });
+    return withCoder(sink, [](auto& coder, Window& out) { return coder.end(out); });
 }
 
-Decoder::Decoder(std::string_view name) {
-    const auto encoding = encodingOf(name);
-    if (!encoding) return;
-    if (*encoding == Encoding::kQuotedPrintable)
-        m_decoder.emplace<quoted_printable::Decoder>(quoted_printable::kFromMime);
-    else if (*encoding == Encoding::kBase64)
-        m_decoder.emplace<base64::Decoder>(base64::kFromMime);
-    else
-        m_decoder.emplace<detail::AsItIs>();
+Decoder::Decoder(std::string_view name) : m_encoding(encodingOf(name)) {}
+
+template <class Work>
+Result<void> Decoder::withCoder(detail::SinkRef sink, Work work) {
+    if (!m_encoding) return Error{Fault::kUnknownEncoding, 0};
+    return throughSink(sink, [&](Window& out) {
+        if (*m_encoding == Encoding::kQuotedPrintable) return work(m_quoted, out);
+        if (*m_encoding == Encoding::kBase64) return work(m_base64, out);
+        detail::AsItIs none;
+        return work(none, out);
+    });
 }
 
 Result<void> Decoder::feedSink(Bytes piece, detail::SinkRef sink) {
-    return throughSink(sink, [&](Window& out) {
-        return withCoder(m_decoder, [&](auto& coder) { return coder.write(piece, out); });
-    });
+    return withCoder(sink, [piece](auto& coder, Window& out) { return coder.write(piece, out); });
 }
 
 Result<void> Decoder::finishSink(detail::SinkRef sink) {
-    return throughSink(sink, [&](Window& out) {
-        return withCoder(m_decoder, [&](auto& coder) { return coder.end(out); });
-    });
+    return withCoder(sink, [](auto& coder, Window& out) { return coder.end(out); });
 }
 
 }  // namespace transfer
