@@ -2,6 +2,8 @@
 // stays well within the limit for a run.
 #include <string>
 
+#include "contentcoding/mailbox.hpp"
+#include "contentcoding/parameter.hpp"
 #include "fuzz/Input.h"
 #include "support/Charset.h"
 #include "support/Json.h"
@@ -22,6 +24,16 @@ void readMimeWords(const HeapCopy& text) {
     expect(ContentCoding::QB_Decode(value, bytes));
     expect(ContentCoding::decodeStarEncoded(value, "iso-8859-1", parameter, charset, log));
     expect(ContentCoding::QB_DecodeToUtf8(value, log));
+}
+
+void readHeaders(const HeapCopy& text) {
+    namespace header = contentcoding::header;
+    (void)header::decode(text.view());
+    (void)header::encode(text.view());
+    (void)contentcoding::mailbox::parse(text.view());
+    (void)contentcoding::mailbox::format(text.view(), "a@b");
+    (void)contentcoding::parameter::parse(text.view());
+    (void)contentcoding::parameter::format("a", {{"n", std::string(text.view())}});
 }
 
 void loadJson(const HeapCopy& text) {
@@ -70,7 +82,7 @@ void convert(const HeapCopy& text, int from, int to) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     Input input(data, size);
-    const unsigned int operation = input.byte() % 6;
+    const unsigned int operation = input.byte() % 7;
     ContentCoding codec;
     codec.setLineLength(input.byte());
     codec.m_qpDecodeUnicodeEscapes = input.flag();
@@ -93,6 +105,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
             break;
         case 3:
             readMail(codec, text);
+            break;
+        case 6:
+            readHeaders(text);
             break;
         case 4:
             writeMail(codec, text, from);
