@@ -120,6 +120,9 @@ struct Token {
     std::size_t begin, end;
 };
 
+// A longer text is not taken for a name with brackets inside: it would be read again and again.
+constexpr std::size_t kLongestMerged = 200;
+
 // Whether the token may be part of an address.
 bool isAddressPart(const Token& token) {
     return token.kind == Kind::kAtom || token.kind == Kind::kQuoted || token.kind == Kind::kLiteral;
@@ -169,7 +172,8 @@ private:
     mail::Delimiters m_delimiters;
     std::vector<Token> m_tokens;  // of the mailbox that is being read
     std::string m_group;
-    bool m_hasAngle = false;  // and its address is in the list already
+    std::size_t m_itemBegin = 0;  // where that starts which has brackets
+    bool m_hasAngle = false;      // and its address is in the list already
     bool m_isInGroup = false;
 };
 
@@ -289,16 +293,25 @@ std::size_t Parser::takeAngle(std::size_t i) {
         isSound = isSound && after > next;
         next = std::max(after, next + 1);
     }
-    if (m_hasAngle) {
-        defect(Fault::kSyntax, i, "a comma");
-        m_hasAngle = false;
-    }
+    const bool isSecond = m_hasAngle;
+    if (isSecond) defect(Fault::kSyntax, i, "a comma");
     std::string address;
     if (isSound)
         address = addressOf(tokens, i + 1);
     else
         defect(Fault::kSyntax, i + 1, "an address");
-    add(m_tokens, std::move(address));
+    if (!isSecond) m_itemBegin = m_tokens.empty() ? i : m_tokens.front().begin;
+    if (isSecond && i - m_itemBegin < kLongestMerged &&
+        m_addresses.list.back().address.find('@') == std::string::npos) {
+        // What is in the first brackets cannot be an address: it belongs to the name.
+        Mailbox& last = m_addresses.list.back();
+        last = {{}, std::move(address), m_group};
+        const std::string_view name = mail::trimmed(m_value.substr(m_itemBegin, i - m_itemBegin));
+        appendRange(m_itemBegin, m_itemBegin + name.size(), last.name);
+    } else {
+        if (isSecond) m_itemBegin = i;
+        add(m_tokens, std::move(address));
+    }
     m_tokens.clear();
     m_hasAngle = true;
     return end + (at(end) == '>' ? 1 : 0);
@@ -448,10 +461,10 @@ void Parser::appendQuoted(const Token& token, std::string& name) {
     mail::appendDecodedQuoted(textOf(token), token.begin, m_reader, name);
 }
 
-// The text of the last comment that has one.
+// The text of the first comment that has one.
 std::string Parser::commentOf(Tokens tokens) {
     std::string text;
-    for (auto token = tokens.rbegin(); token != tokens.rend() && text.empty(); ++token) {
+    for (auto token = tokens.begin(); token != tokens.end() && text.empty(); ++token) {
         if (token->kind != Kind::kComment || token->begin == token->end) continue;
         const std::string_view inside = textOf(*token);
         const std::string_view trimmed = mail::trimmed(inside.substr(1, inside.size() - 2));

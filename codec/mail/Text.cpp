@@ -44,6 +44,7 @@ constexpr Alias kAliases[] = {
     {"iso-2022-jp-ms", "iso-2022-jp"},
     {"iso-ir-58", "gbk"},
     {"logical", "iso-8859-8"},
+    {"mac-iceland", "macintosh"},
     {"sjis-win", "shift_jis"},
     {"visual", "iso-8859-8"},
     {"x-mac-ukrainian", "x-mac-cyrillic"},

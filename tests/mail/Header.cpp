@@ -58,6 +58,7 @@ TEST(Header, DecodesSoundValues) {
         {"=?shift_jis?B?h0A=?=", "①"},
         {"=?iso-8859-9?Q?=80?=", "€"},
         {"=?iso-8859-8-i?Q?=E0?=", "א"},
+        {"=?mac-iceland?q?r=8Aksm=9Arg=8Cs?=", "räksmörgås"},
         // Written against the rules, and clear.
         {"a=?utf-8?Q?b?==?utf-8?Q?c?=d", "abcd"},
         {"=?utf-8?Q?two words?=", "two words"},

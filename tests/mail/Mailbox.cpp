@@ -52,6 +52,8 @@ TEST(Mailboxes, AreParsed) {
         {"John j@d k@e", {{"John", "j@d", ""}, {"", "k@e", ""}}, {{kSyntax, 5}, {kSyntax, 9}}},
         {"<a@b> <c@d>", {{"", "a@b", ""}, {"", "c@d", ""}}, {{kSyntax, 6}}},
         {"a@b; c@d", {{"", "a@b", ""}, {"", "c@d", ""}}, {{kSyntax, 3}}},
+        {"Joe <z> Doe <a@b>", {{"Joe <z> Doe", "a@b", ""}}, {{kMissing, 5}, {kSyntax, 12}}},
+        {"a@b (x) (y)", {{"x", "a@b", ""}}},
         {"<<a@b>>", {{"", "a@b", ""}}, {{kSyntax, 0}, {kSyntax, 6}}},
         {"<a@b, <c@d>", {{"", "a@b", ""}, {"", "c@d", ""}}, {{kMissing, 6}}},
         {"\"x <a@b>", {{"\"x", "a@b", ""}}, {{kMissing, 0}}},
