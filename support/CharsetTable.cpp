@@ -10,6 +10,7 @@
 
 #include "support/Ascii.h"
 #include "support/Charset.h"
+#include "support/charset/SingleByte.h"
 
 namespace contentcoding {
 
@@ -277,6 +278,7 @@ enum class Opening : unsigned char { kUnknown, kSucceeds, kFails };
 struct Remembered {
     std::atomic<const char*> converter;
     std::atomic<Opening> opening;
+    std::atomic<const SingleByteTable*> table;
 };
 
 // Room for all converters: ICU 72 and the table have fewer than 500 together. If all entries were
@@ -298,10 +300,12 @@ Remembered* rememberedOf(const char* converter) {
     return nullptr;
 }
 
-Opening tryToOpen(const char* converter) {
+// Opens a converter once, and makes its table if it can have one.
+Opening tryToOpen(const char* converter, Remembered* entry) {
     UErrorCode error = U_ZERO_ERROR;
     UConverter* const opened = ucnv_open(converter, &error);
     if (opened) {
+        if (entry) entry->table.store(makeSingleByteTable(*opened), std::memory_order_release);
         ucnv_close(opened);
         return Opening::kSucceeds;
     }
@@ -317,7 +321,7 @@ Opening tryToOpen(const char* converter) {
     Remembered* const entry = rememberedOf(charset.converter);
     Opening opening = entry ? entry->opening.load(std::memory_order_relaxed) : Opening::kUnknown;
     if (opening == Opening::kUnknown) {
-        opening = tryToOpen(charset.converter);
+        opening = tryToOpen(charset.converter, entry);
         if (entry) entry->opening.store(opening, std::memory_order_relaxed);
     }
     return opening != Opening::kFails;
@@ -368,6 +372,13 @@ std::optional<Charset> findCharset(std::string_view name) {
     auto found = findNamed(withoutLanguage(name));
     if (found && !canBeConverted(*found)) found.reset();
     return found;
+}
+
+const SingleByteTable* singleByteTableOf(const Charset& charset) {
+    if (charset.form != kTable) return singleByteTableOf(charset.form);
+    if (!canBeConverted(charset)) return nullptr;
+    const Remembered* const entry = rememberedOf(charset.converter);
+    return entry ? entry->table.load(std::memory_order_acquire) : nullptr;
 }
 
 std::span<const KnownCharset> knownCharsets() {

@@ -38,6 +38,12 @@ struct Charset {
 [[nodiscard]] std::optional<Charset> findCharset(int codePage);
 [[nodiscard]] std::optional<Charset> findCharset(std::string_view name);
 
+struct SingleByteTable;
+
+// The characters of a charset that has one byte for each; else null. The first look-up of a charset
+// that needs a converter opens it.
+[[nodiscard]] const SingleByteTable* singleByteTableOf(const Charset& charset);
+
 // The names of all that have a row in the table, by ascending code page.
 [[nodiscard]] std::span<const std::string_view> charsetNames();
 

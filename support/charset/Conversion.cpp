@@ -23,15 +23,17 @@ Conversion::Conversion(const Charset& from, const Charset& to, Input in, Handlin
       m_in(in),
       m_source(coderOf(formByMark(from.form, m_in))),
       m_target(coderOf(to.form)),
+      m_table(singleByteTableOf(from)),
       m_faults{handling} {}
 
 ConversionOutcome Conversion::openTables(std::unique_ptr<OpenConverters>& open) {
     using enum ConversionOutcome;
-    if (m_source.fill && m_target.drain) return kConverted;
+    const bool isReadable = m_source.fill || m_table;
+    if (isReadable && m_target.drain) return kConverted;
     if (!open) open.reset(new (std::nothrow) OpenConverters);
     if (!open) return kNoMemory;
     ConversionOutcome opened = kConverted;
-    if (!m_source.fill) {
+    if (!isReadable) {
         opened = open->source.open(m_from.converter);
         if (opened == kConverted) m_reader.emplace(open->source.converter());
     }
@@ -44,7 +46,10 @@ ConversionOutcome Conversion::openTables(std::unique_ptr<OpenConverters>& open) 
 
 bool Conversion::fill(Piece& piece) {
     if (m_reader) return m_reader->fill(m_in, piece, m_faults);
-    m_source.fill(m_in, piece, m_faults);
+    if (m_source.fill)
+        m_source.fill(m_in, piece, m_faults);
+    else
+        fillFromTable(*m_table, m_in, piece, m_faults);
     return true;
 }
 
@@ -77,12 +82,19 @@ bool Conversion::copyUtf8(Appender out) {
     return true;
 }
 
+bool Conversion::convertAll(Appender out) {
+    if (m_to.form == CharsetForm::kUtf8) {
+        if (m_from.form == CharsetForm::kUtf8) return copyUtf8(out);
+        if (m_table) return writeAsUtf8(*m_table, m_in, m_faults, out);
+    }
+    return convertPieces(out);
+}
+
 ConversionOutcome Conversion::run(std::unique_ptr<OpenConverters>& open, Appender out) {
     using enum ConversionOutcome;
     const ConversionOutcome opened = openTables(open);
     if (opened != kConverted) return opened;
-    const bool copies = m_from.form == CharsetForm::kUtf8 && m_to.form == CharsetForm::kUtf8;
-    if (!(copies ? copyUtf8(out) : convertPieces(out))) return kNoMemory;
+    if (!convertAll(out)) return kNoMemory;
     return m_faults.any() ? kWithFaults : kConverted;
 }
 

@@ -9,6 +9,7 @@
 
 #include "support/CharsetTable.h"
 #include "support/charset/Coder.h"
+#include "support/charset/SingleByte.h"
 #include "support/charset/TableReader.h"
 #include "support/charset/TableWriter.h"
 
@@ -56,6 +57,7 @@ public:
 private:
     ConversionOutcome openTables(std::unique_ptr<OpenConverters>& open);
     [[nodiscard]] bool convertPieces(Appender out);
+    [[nodiscard]] bool convertAll(Appender out);
     [[nodiscard]] bool copyUtf8(Appender out);
     [[nodiscard]] bool fill(Piece& piece);
 
@@ -64,8 +66,9 @@ private:
     Input m_in;
     const Coder m_source;
     const Coder m_target;
-    std::optional<TableReader> m_reader;  // if the source has no coder
-    std::optional<TableWriter> m_writer;  // if the target has none
+    const SingleByteTable* const m_table;  // if the source has one
+    std::optional<TableReader> m_reader;   // if the source has no coder and no table
+    std::optional<TableWriter> m_writer;   // if the target has none
     Faults m_faults;
 };
 

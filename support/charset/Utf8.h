@@ -12,9 +12,11 @@
 
 namespace contentcoding {
 
+// Of eight bytes: those that ASCII does not have.
+inline constexpr std::uint64_t kHighBits = 0x8080808080808080;
+
 // The length of the ASCII characters that `text` starts with.
 inline std::size_t asciiPrefix(std::string_view text) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
     std::size_t at = 0;
     for (std::uint64_t eight; text.size() - at >= sizeof eight; at += sizeof eight) {
         std::memcpy(&eight, text.data() + at, sizeof eight);
