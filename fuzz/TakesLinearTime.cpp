@@ -4,6 +4,7 @@
 
 #include "contentcoding/mailbox.hpp"
 #include "contentcoding/parameter.hpp"
+#include "contentcoding/transfer.hpp"
 #include "fuzz/Input.h"
 #include "support/Charset.h"
 #include "support/Json.h"
@@ -34,6 +35,7 @@ void readHeaders(const HeapCopy& text) {
     (void)contentcoding::mailbox::format(text.view(), "a@b");
     (void)contentcoding::parameter::parse(text.view());
     (void)contentcoding::parameter::format("a", {{"n", std::string(text.view())}});
+    (void)contentcoding::transfer::encodingOf(text.view());
 }
 
 void loadJson(const HeapCopy& text) {

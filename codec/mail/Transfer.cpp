@@ -122,8 +122,9 @@ std::string_view name(Encoding encoding) {
 
 std::optional<Encoding> encodingOf(std::string_view value) {
     std::string key;
+    mail::Delimiters comments;
     for (std::size_t i = 0; i < value.size() && value[i] != ';';) {
-        const std::size_t end = value[i] == '(' ? mail::commentEnd(value, i) : value.npos;
+        const std::size_t end = value[i] == '(' ? comments.end(value, i) : value.npos;
         if (end != value.npos) {
             i = end;
             continue;
