@@ -48,6 +48,9 @@ namespace {
 // RFC 5322, section 2.1.1.
 constexpr std::size_t kLongestLine = 998;
 
+// What decode() says of any other name, that of uuencode too.
+constexpr const char* kKnown = "not 7bit, 8bit, binary, quoted-printable or base64";
+
 // Of the body, at once.
 constexpr std::size_t kPiece = 8192;
 
@@ -158,7 +161,7 @@ std::string encode(Bytes body, Encoding encoding) {
 
 Result<std::string> decode(Bytes text, std::string_view name) {
     const auto encoding = encodingOf(name);
-    if (!encoding) return Error{Fault::kUnknownEncoding, 0};
+    if (!encoding) return Error{Fault::kUnknownEncoding, 0, kKnown};
     switch (*encoding) {
         case Encoding::kQuotedPrintable:
             return quoted_printable::decode(text, quoted_printable::kFromMime);
@@ -196,7 +199,7 @@ Decoder::Decoder(std::string_view name) : m_encoding(encodingOf(name)) {}
 
 template <class Work>
 Result<void> Decoder::withCoder(detail::SinkRef sink, Work work) {
-    if (!m_encoding) return Error{Fault::kUnknownEncoding, 0};
+    if (!m_encoding) return Error{Fault::kUnknownEncoding, 0, kKnown};
     return throughSink(sink, [&](Window& out) {
         if (*m_encoding == Encoding::kQuotedPrintable) return work(m_quoted, out);
         if (*m_encoding == Encoding::kBase64) return work(m_base64, out);

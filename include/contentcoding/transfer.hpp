@@ -85,7 +85,7 @@ CONTENTCODING_EXPORT std::string encode(Bytes body, Encoding encoding);
 CONTENTCODING_EXPORT Result<std::string> decode(Bytes text, std::string_view name);
 
 /// Encodes a body that comes in pieces, cut anywhere: writes what encode() would write for all.
-/// Blocks of up to 64 KiB reach the sink. The object has about 250 bytes, allocates nothing and may
+/// Blocks of up to 64 KiB reach the sink. The object has about 150 bytes, allocates nothing and may
 /// be copied; after finish() it is as new.
 ///
 ///     contentcoding::transfer::Encoder encoder(contentcoding::transfer::Encoding::kBase64);
@@ -115,8 +115,8 @@ private:
 };
 
 /// Decodes a text that comes in pieces, cut anywhere: the bytes, or the fault, that decode() gives
-/// for all. Blocks of up to 64 KiB reach the sink. The object has about 500 bytes, allocates
-/// nothing and may be copied; after finish() it is as new.
+/// for all. Blocks of up to 64 KiB reach the sink. The object has about 400 bytes and may be
+/// copied; after finish() it is as new. feed() and finish() allocate nothing.
 ///
 ///     contentcoding::transfer::Decoder decoder("quoted-printable");
 ///     auto fed = decoder.feed("Caf=C", sink);

@@ -78,7 +78,9 @@ TEST(Transfer, KnowsNamesAsTheyOccur) {
         EXPECT_EQ(transfer::encodingOf(name), encoding) << name;
     for (const Encoding encoding : kAll)
         EXPECT_EQ(transfer::encodingOf(transfer::name(encoding)), encoding);
-    EXPECT_EQ(transfer::decode("abc", "uuencode").error(), (Error{Fault::kUnknownEncoding, 0}));
+    const Error refused = transfer::decode("abc", "uuencode").error();
+    EXPECT_EQ(refused, (Error{Fault::kUnknownEncoding, 0}));
+    EXPECT_NE(refused.message().find("base64"), std::string::npos);
     std::string out;
     transfer::Decoder unknown("uuencode");
     const auto sink = [&](std::string_view block) { out += block; };
@@ -115,4 +117,26 @@ TEST(Transfer, WorksInPieces) {
     EXPECT_EQ(transfer::encode("a\nb\r\nc", Encoding::k7Bit), "a\r\nb\r\nc");
     EXPECT_EQ(transfer::decode("SGk=\r\n--\r\n", "base64").value_or(""), "Hi");
     EXPECT_EQ(transfer::decode("QUJDR", "base64").error().fault, Fault::kCutGroup);
+}
+
+TEST(Transfer, FindsTheSameFaultsInPieces) {
+    std::mt19937 engine(2);
+    for (int i = 0; i < 500; ++i) {
+        const std::string noise = random(engine, engine() % 12, "AB=3\r\n \t\xE9");
+        const std::string_view name = transfer::name(kAll[i % 4]);
+        const auto whole = transfer::decode(noise, name);
+        for (std::size_t cut = 0; cut <= noise.size(); ++cut) {
+            std::string received;
+            const auto receive = [&](std::string_view block) { received += block; };
+            transfer::Decoder decoder(name);
+            auto done = decoder.feed(std::string_view(noise).substr(0, cut), receive);
+            if (done) done = decoder.feed(std::string_view(noise).substr(cut), receive);
+            if (done) done = decoder.finish(receive);
+            ASSERT_EQ(done.has_value(), whole.has_value()) << noise;
+            if (done)
+                EXPECT_EQ(received, *whole) << noise;
+            else
+                EXPECT_EQ(done.error(), whole.error()) << noise;
+        }
+    }
 }
