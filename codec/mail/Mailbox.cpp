@@ -259,15 +259,21 @@ std::size_t Parser::takeSpecial(std::size_t i) {
 
 // Where the address that starts after the "<" at `i` ends: at its ">", or where that is missing.
 std::size_t Parser::endOfAngle(std::size_t i) {
-    std::size_t end = i + 1;
+    std::size_t end = i + 1, separator = m_value.npos;
     while (end < m_value.size() && m_value[end] != '<' && m_value[end] != '>') {
-        const bool opens = m_value[end] == '"' || m_value[end] == '(';
+        const char c = m_value[end];
+        if ((c == ',' || c == ';') && separator == m_value.npos) separator = end;
+        std::size_t resume = 0;
+        const bool opens = c == '"' || c == '(';
         const std::size_t close = opens ? m_delimiters.end(m_value, end) : m_value.npos;
-        end = close != m_value.npos ? close : end + 1;
+        const auto word = m_value.substr(end).starts_with("=?") ? mail::wordAt(m_value, end, resume)
+                                                                : std::nullopt;
+        end = close != m_value.npos ? close : word ? word->end + 2 : end + 1;
     }
     if (at(end) == '>') return end;
-    defect(Fault::kMissing, std::min(end, m_value.size()), "\">\"");
-    return std::min(m_value.find_first_of(",;<", i + 1), m_value.size());
+    end = std::min({end, separator, m_value.size()});
+    defect(Fault::kMissing, end, "\">\"");
+    return end;
 }
 
 // Reads an address in brackets, with its name if that stands before it.

@@ -46,6 +46,9 @@ TEST(Mailboxes, AreParsed) {
          {{"<z@z> , y@y", "a@b", ""}}},
         {"=?utf-8?Q?a=40b?=", {{"a@b", "", ""}}, {{kMissing, 0}}},
         {"<=?utf-8?Q?a=40b?=>", {{"", "", ""}}, {{kSyntax, 1}}},
+        {"<a@b =?utf-8?Q?;c@d;?= , e@f",
+         {{"", "", ""}, {"", "e@f", ""}},
+         {{kSyntax, 5}, {kMissing, 24}}},
         {"=?utf-8?Q?x?=a@b", {{"x", "", ""}}, {{kSyntax, 13}, {kSyntax, 13}}},
         // What senders write.
         {"Doe, John <j@d>", {{"Doe", "", ""}, {"John", "j@d", ""}}, {{kMissing, 0}}},
@@ -55,7 +58,7 @@ TEST(Mailboxes, AreParsed) {
         {"Joe <z> Doe <a@b>", {{"Joe <z> Doe", "a@b", ""}}, {{kMissing, 5}, {kSyntax, 12}}},
         {"a@b (x) (y)", {{"x", "a@b", ""}}},
         {"<<a@b>>", {{"", "a@b", ""}}, {{kSyntax, 0}, {kSyntax, 6}}},
-        {"<a@b, <c@d>", {{"", "a@b", ""}, {"", "c@d", ""}}, {{kMissing, 6}}},
+        {"<a@b, <c@d>", {{"", "a@b", ""}, {"", "c@d", ""}}, {{kMissing, 4}}},
         {"\"x <a@b>", {{"\"x", "a@b", ""}}, {{kMissing, 0}}},
         {"x (y <a@b>", {{"x (y", "a@b", ""}}, {{kMissing, 2}}},
         {"<root>", {{"", "root", ""}}, {{kMissing, 1}}},
