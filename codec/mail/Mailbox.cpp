@@ -152,6 +152,7 @@ private:
 
     bool isOverLimit() const { return m_addresses.list.size() > m_most; }
     std::size_t takeToken(std::size_t i, std::vector<Token>& tokens);
+    std::size_t wordEnd(std::size_t i) const;
     std::size_t takeSpecial(std::size_t i);
     std::size_t takeAngle(std::size_t i);
     std::size_t endOfAngle(std::size_t i);
@@ -191,6 +192,14 @@ void Parser::run() {
     m_defects.sort();
 }
 
+// The end of the encoded word at `i`; `i` itself if there is none.
+std::size_t Parser::wordEnd(std::size_t i) const {
+    if (!m_value.substr(i).starts_with("=?")) return i;
+    std::size_t resume = 0;
+    const auto word = mail::wordAt(m_value, i, resume);
+    return word ? word->end + 2 : i;
+}
+
 // Reads white space, or a token that may stand in a name or address. Nothing at a special.
 std::size_t Parser::takeToken(std::size_t i, std::vector<Token>& tokens) {
     const char c = at(i);
@@ -212,14 +221,9 @@ std::size_t Parser::takeToken(std::size_t i, std::vector<Token>& tokens) {
     }
     if (c == '@') return take(Kind::kAt, i + 1);
     if (std::string_view("<>,;:").find(c) != std::string_view::npos) return i;
-    std::size_t resume = 0;
-    if (m_value.substr(i).starts_with("=?")) {
-        if (const auto word = mail::wordAt(m_value, i, resume))
-            return take(Kind::kWord, word->end + 2);
-    }
+    if (const std::size_t end = wordEnd(i); end > i) return take(Kind::kWord, end);
     std::size_t end = i + 1;
-    while (end < m_value.size() && !mail::isSpecial(m_value[end]) &&
-           !m_value.substr(end).starts_with("=?"))
+    while (end < m_value.size() && !mail::isSpecial(m_value[end]) && wordEnd(end) == end)
         ++end;
     return take(Kind::kAtom, end);
 }
@@ -263,12 +267,10 @@ std::size_t Parser::endOfAngle(std::size_t i) {
     while (end < m_value.size() && m_value[end] != '<' && m_value[end] != '>') {
         const char c = m_value[end];
         if ((c == ',' || c == ';') && separator == m_value.npos) separator = end;
-        std::size_t resume = 0;
         const bool opens = c == '"' || c == '(';
         const std::size_t close = opens ? m_delimiters.end(m_value, end) : m_value.npos;
-        const auto word = m_value.substr(end).starts_with("=?") ? mail::wordAt(m_value, end, resume)
-                                                                : std::nullopt;
-        end = close != m_value.npos ? close : word ? word->end + 2 : end + 1;
+        const std::size_t next = std::max(wordEnd(end), end + 1);
+        end = close != m_value.npos ? close : next;
     }
     if (at(end) == '>') return end;
     end = std::min({end, separator, m_value.size()});
