@@ -40,6 +40,11 @@ Result<void> checkAddress(std::string_view address) {
         return refused(Fault::kMalformed, n);
     if (const std::size_t n = mail::controlFreePrefix(address); n < address.size())
         return refused(Fault::kControl, n);
+    for (std::size_t start = address.find("=?"), next = 0; start < address.size();
+         start = address.find("=?", next)) {
+        if (mail::wordAt(address, start, next))
+            return refused(Fault::kSyntax, start, "an address outside of encoded words");
+    }
     const std::size_t at = atSignOf(address);
     if (at == address.npos) return refused(Fault::kSyntax, address.size(), "\"@\"");
     if (!address.starts_with('"')) {

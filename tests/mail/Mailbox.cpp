@@ -122,7 +122,7 @@ TEST(Mailboxes, RefuseWhatIsNotAnAddress) {
         {"a b@c", {kSyntax, 1}},     {"a@b>", {kSyntax, 3}},
         {"a@b,c@d", {kSyntax, 3}},   {"a@b\r\nBcc:", {kControl, 3}},
         {"a@\xFF", {kMalformed, 2}}, {"\"a@b", {kSyntax, 4}},
-        {"a@[b", {kSyntax, 2}},
+        {"a@[b", {kSyntax, 2}},      {"a=?u?Q?b?=@c", {kSyntax, 1}},
     };
     for (const auto& [address, error] : rows) {
         const auto written = mailbox::format("x", address);
