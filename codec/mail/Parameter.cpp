@@ -262,14 +262,13 @@ bool Parser::addSection(std::string_view name, Section section) {
 void Parser::assemble(std::span<const Section*> sections, std::string& out) {
     std::size_t n = 1;  // those of the first kind, without doubles
     for (std::size_t i = 1; i < sections.size(); ++i) {
-        const Section& last = *sections[n - 1];
-        const Section& section = *sections[i];
-        if (section.kind == last.kind && section.number == last.number)
-            defect(Fault::kDuplicate, section.start, "a parameter");
-        else if (section.kind == last.kind)
-            sections[n++] = &section;
-        else if (section.kind == sections[i - 1]->kind && section.number == sections[i - 1]->number)
-            defect(Fault::kDuplicate, section.start, "a parameter");
+        const auto isAsBefore = [&](const Section& before) {
+            return sections[i]->kind == before.kind && sections[i]->number == before.number;
+        };
+        if (isAsBefore(*sections[i - 1]) || isAsBefore(*sections[n - 1]))
+            defect(Fault::kDuplicate, sections[i]->start, "a parameter");
+        else if (sections[i]->kind == sections[0]->kind)
+            sections[n++] = sections[i];
     }
     sections = sections.first(n);
     if (sections[0]->kind == Section::Kind::kNumbered) {
@@ -475,26 +474,37 @@ void Writer::addExtended(std::string_view name, std::string_view value) {
         addSections(name, value, true);
 }
 
+// Takes the next character off the value, as it is written in a section.
+std::string nextOf(std::string_view& value, bool isMarked) {
+    std::string next;
+    if (isMarked) {
+        const std::size_t n = clusterLength(value, 4);
+        appendEscaped(value.substr(0, n), next);
+        value.remove_prefix(n);
+    } else {
+        if (isOneOf(static_cast<unsigned char>(value[0]), "\"\\")) next.push_back('\\');
+        next.push_back(value[0]);
+        value.remove_prefix(1);
+    }
+    return next;
+}
+
 // Writes a value as sections, each of which fits in a line.
 void Writer::addSections(std::string_view name, std::string_view value, bool isMarked) {
-    for (std::size_t number = 0; number == 0 || !value.empty(); ++number) {
+    const std::string_view open = isMarked ? "*=" : "=\"", close = isMarked ? "" : "\"";
+    const std::size_t most = m_lineLength - 2 - close.size();
+    std::string next;
+    for (std::size_t number = 0; number == 0 || !next.empty(); ++number) {
         std::string item(name);
-        item.append("*").append(std::to_string(number)).append(isMarked ? "*=" : "=\"");
+        item.append("*").append(std::to_string(number)).append(open);
         if (isMarked && number == 0) item.append("utf-8''");
-        for (std::size_t taken = 0; !value.empty(); ++taken) {
-            const std::size_t n = isMarked ? clusterLength(value, 4) : 1;
-            std::string next;
-            if (isMarked)
-                appendEscaped(value.substr(0, n), next);
-            else
-                next = quoted(value.substr(0, 1)).substr(1);
-            if (!isMarked) next.pop_back();
-            if (taken > 0 && item.size() + next.size() + (isMarked ? 2 : 3) > m_lineLength) break;
+        const std::size_t start = item.size();
+        // One character at least.
+        do {
             item.append(next);
-            value.remove_prefix(n);
-        }
-        if (!isMarked) item.push_back('"');
-        put(item);
+            next = value.empty() ? std::string() : nextOf(value, isMarked);
+        } while (!next.empty() && (item.size() == start || item.size() + next.size() <= most));
+        put(item.append(close));
     }
 }
 

@@ -57,11 +57,8 @@ std::size_t endOfText(std::string_view value, std::size_t at, std::size_t& resum
 
 // ---- Reading neighbouring words ----
 
-constexpr auto isBase64Digit = [](unsigned char b) {
-    return (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z') || (b >= '0' && b <= '9') || b == '+' ||
-           b == '/';
-};
-constexpr ByteClass kBase64Digits = byteClass(isBase64Digit);
+constexpr ByteClass kBase64Digits =
+    byteClass([](unsigned char b) { return isAlphanumeric(b) || b == '+' || b == '/'; });
 
 // Line ends are folding: they are dropped.
 constexpr UnescapeRules kQRules = {.kept = byteClass([](unsigned char b) {
