@@ -31,6 +31,15 @@ constexpr std::size_t kLeastText = 12;
 
 constexpr std::string_view kUtf8 = "utf-8";
 
+// What is written under a label: not the larger charset that it is read as.
+std::string_view writtenAs(std::string_view label) {
+    return equalIgnoringCase(label, "gb2312") ? "euc-cn" : label;
+}
+
+std::string converted(std::string_view text, std::string_view label) {
+    return charset::fromUtf8(text, writtenAs(label))->text;
+}
+
 constexpr bool isVisible(unsigned char b) { return b > 0x20 && b < 0x7F; }
 
 // What may stand as it is in a context, outside of encoded words and in the text of Q words. In a
@@ -132,7 +141,9 @@ void HeaderWriter::text(std::string_view utf8, std::size_t after) {
 
 void HeaderWriter::words(std::string_view utf8, std::size_t after) {
     m_after = after;
+    m_mayBreakFirst = false;
     encoded(m_isEmpty ? 0 : 1, utf8);
+    m_mayBreakFirst = true;
     m_after = 0;
 }
 
@@ -174,7 +185,11 @@ std::string_view HeaderWriter::charsetFor(std::string_view text) const {
         label.size() <= kLongestLabel && std::all_of(label.begin(), label.end(), [](char c) {
             return isAlphanumeric(static_cast<unsigned char>(c)) || c == '-' || c == '_';
         });
-    return isLabel && charset::fromUtf8(text, label) ? label : kUtf8;
+    // Half of the readers have a yen sign and an overline there.
+    const bool isAmbiguous =
+        equalIgnoringCase(label, "shift_jis") && text.find_first_of("\\~") != text.npos;
+    const bool fits = isLabel && !isAmbiguous && charset::fromUtf8(text, writtenAs(label));
+    return fits ? label : kUtf8;
 }
 
 std::size_t HeaderWriter::sizeOf(std::string_view bytes, bool isQ) const {
@@ -196,10 +211,11 @@ bool HeaderWriter::usesQ(std::string_view bytes, std::string_view charset) const
 
 // How much of the text makes a word of at most `room` characters; 0 if nothing does. Some readers
 // drop what follows a padded B word, so these end after a multiple of 3 bytes where they can.
-std::size_t HeaderWriter::cut(std::string_view text, std::string_view charset, bool isQ,
-                              std::size_t room, Unit unit) const {
+HeaderWriter::Cut HeaderWriter::cut(std::string_view text, std::string_view charset, bool isQ,
+                                    std::size_t room, Unit unit) const {
     const std::size_t frame = kFrame + charset.size();
-    std::size_t best = 0, unpadded = 0, bytes = 0, size = 0;
+    Cut best, unpadded;
+    std::size_t bytes = 0, size = 0;
     for (std::size_t end = 0; end < text.size();) {
         const std::string_view left = text.substr(end);
         const std::size_t n =
@@ -210,13 +226,13 @@ std::size_t HeaderWriter::cut(std::string_view text, std::string_view charset, b
             size = isQ ? size + sizeOf(left.substr(0, n), true) : base64::encodedSize(bytes);
         } else {
             // Shift states make the size of a text differ from that of its parts.
-            const std::string converted = charset::fromUtf8(text.substr(0, end), charset)->text;
-            bytes = converted.size();
-            size = sizeOf(converted, isQ);
+            const std::string piece = converted(text.substr(0, end), charset);
+            bytes = piece.size();
+            size = sizeOf(piece, isQ);
         }
-        if (frame + size > room) return !isQ && unpadded > 0 ? unpadded : best;
-        best = end;
-        if (bytes % 3 == 0) unpadded = end;
+        if (frame + size > room) return !isQ && unpadded.size > 0 ? unpadded : best;
+        best = {end, bytes % 3 != 0};
+        if (!best.isPadded) unpadded = best;
     }
     return best;
 }
@@ -246,28 +262,35 @@ void HeaderWriter::word(std::string_view bytes, std::string_view charset, bool i
 void HeaderWriter::encoded(std::size_t blanks, std::string_view text) {
     const std::string_view charset = charsetFor(text);
     const bool isUtf8 = charset == kUtf8;
-    std::string converted;
-    if (!isUtf8) converted = charset::fromUtf8(text, charset)->text;
-    const bool isQ = usesQ(isUtf8 ? text : std::string_view(converted), charset);
+    const bool prefersQ = isUtf8 ? usesQ(text, charset) : usesQ(converted(text, charset), charset);
     while (!text.empty()) {
         std::size_t room = std::min(space(blanks), kLongestWord);
-        std::size_t n = cut(text, charset, isQ, room, Unit::kCluster);
+        bool isQ = prefersQ;
+        Cut next = cut(text, charset, isQ, room, Unit::kCluster);
         const bool isShort = room < kFrame + charset.size() + kLeastText;
-        if (m_column > 0 && (n == 0 || (isShort && n < text.size()))) {
+        const bool isBad = isShort || (!isQ && next.isPadded && !m_isEmpty);
+        const bool mayBreak = m_column > 0 && (m_mayBreakFirst || !m_isEmpty);
+        if (mayBreak && (next.size == 0 || (isBad && next.size < text.size()))) {
             newLine(blanks);
             room = std::min(space(blanks), kLongestWord);
-            n = cut(text, charset, isQ, room, Unit::kCluster);
+            next = cut(text, charset, isQ, room, Unit::kCluster);
+        }
+        if (next.isPadded && !isQ && next.size < text.size() &&
+            m_options.scheme == header::Scheme::kShorter) {
+            const Cut quoted = cut(text, charset, true, room, Unit::kCluster);
+            isQ = quoted.size > 0;
+            if (isQ) next = quoted;
         }
         // A cluster may be too long for a word.
-        if (n == 0) n = cut(text, charset, isQ, room, Unit::kCharacter);
+        if (next.size == 0) next = cut(text, charset, isQ, room, Unit::kCharacter);
         m_out.append(blanks, ' ');
         m_column += blanks;
-        const std::string_view piece = text.substr(0, n);
+        const std::string_view piece = text.substr(0, next.size);
         if (isUtf8)
             word(piece, charset, isQ);
         else
-            word(charset::fromUtf8(piece, charset)->text, charset, isQ);
-        text.remove_prefix(n);
+            word(converted(piece, charset), charset, isQ);
+        text.remove_prefix(next.size);
         m_isEmpty = false;
         blanks = 1;
     }

@@ -18,13 +18,17 @@ namespace contentcoding::mail {
 // column.
 class HeaderWriter {
 public:
+    // A word in UTF-8 with a single character.
+    static constexpr std::size_t kShortestWord = 24;
+
     HeaderWriter(const header::Encoding& options, std::string& out);
 
     // Writes a text, after a space if it is not the first thing. `after` is how many characters
     // follow it that have to fit in its last line.
     void text(std::string_view utf8, std::size_t after = 0);
 
-    // The same, all of it in encoded words.
+    // The same, all of it in encoded words, with no line end before the first: there must be room
+    // for kShortestWord characters.
     void words(std::string_view utf8, std::size_t after = 0);
 
     // The same for what has to stay as it is, on a line of its own if need be.
@@ -39,6 +43,10 @@ public:
 private:
     struct Token;
     enum class Unit : unsigned char { kCluster, kCharacter };
+    struct Cut {
+        std::size_t size = 0;
+        bool isPadded = false;  // in Base64
+    };
 
     bool nextToken(std::string_view& left, bool isFirst, Token& token) const;
     bool needsEncoding(std::string_view word) const;
@@ -49,8 +57,8 @@ private:
     std::string_view charsetFor(std::string_view text) const;
     bool usesQ(std::string_view bytes, std::string_view charset) const;
     std::size_t sizeOf(std::string_view bytes, bool isQ) const;
-    std::size_t cut(std::string_view text, std::string_view charset, bool isQ, std::size_t room,
-                    Unit unit) const;
+    Cut cut(std::string_view text, std::string_view charset, bool isQ, std::size_t room,
+            Unit unit) const;
     void word(std::string_view bytes, std::string_view charset, bool isQ);
 
     const header::Encoding m_options;
@@ -59,6 +67,7 @@ private:
     std::size_t m_column;
     std::size_t m_after = 0;
     bool m_isEmpty = true;
+    bool m_mayBreakFirst = true;
 };
 
 }  // namespace contentcoding::mail

@@ -511,6 +511,10 @@ void Writer::addSections(std::string_view name, std::string_view value, bool isM
 void Writer::addWords(std::string_view name, std::string_view value) {
     std::string item(name);
     item.append("=\"");
+    if (!fits(item + std::string(mail::HeaderWriter::kShortestWord, ' '))) {
+        addExtended(name, value);
+        return;
+    }
     m_text.append(";").append(m_lineLength == kNone ? "" : m_writing.lineEnd).append(" ");
     m_text.append(item);
     const header::Encoding options{.context = header::Context::kPhrase,

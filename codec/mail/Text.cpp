@@ -13,6 +13,7 @@ namespace {
 constexpr int kAscii = 20127;
 constexpr int kIso2022Jp = 50220;
 constexpr int kUtf8 = 65001;
+constexpr int kBig5 = 950;
 
 // Every byte has a character in windows-1252.
 constexpr int kLastResort = 1252;
@@ -31,23 +32,15 @@ struct Alias {
     std::string_view label, name;
 };
 constexpr Alias kAliases[] = {
-    {"chinese", "gbk"},
-    {"csiso58gb231280", "gbk"},
-    {"csiso88596e", "iso-8859-6"},
-    {"csiso88596i", "iso-8859-6"},
-    {"csiso88598e", "iso-8859-8"},
-    {"csiso88598i", "iso-8859-8"},
-    {"dos-874", "windows-874"},
-    {"eucjp-ms", "euc-jp"},
-    {"eucjp-win", "euc-jp"},
-    {"gb_2312-80", "gbk"},
-    {"iso-2022-jp-ms", "iso-2022-jp"},
-    {"iso-ir-58", "gbk"},
-    {"logical", "iso-8859-8"},
-    {"mac-iceland", "macintosh"},
-    {"sjis-win", "shift_jis"},
-    {"visual", "iso-8859-8"},
-    {"x-mac-ukrainian", "x-mac-cyrillic"},
+    {"big5_tw", "big5"},           {"chinese", "gbk"},
+    {"csiso58gb231280", "gbk"},    {"csiso88596e", "iso-8859-6"},
+    {"csiso88596i", "iso-8859-6"}, {"csiso88598e", "iso-8859-8"},
+    {"csiso88598i", "iso-8859-8"}, {"dos-874", "windows-874"},
+    {"eucjp-ms", "euc-jp"},        {"eucjp-win", "euc-jp"},
+    {"gb_2312-80", "gbk"},         {"iso-2022-jp-ms", "iso-2022-jp"},
+    {"iso-ir-58", "gbk"},          {"logical", "iso-8859-8"},
+    {"mac-iceland", "macintosh"},  {"sjis-win", "shift_jis"},
+    {"visual", "iso-8859-8"},      {"x-mac-ukrainian", "x-mac-cyrillic"},
 };
 
 constexpr ByteClass kPlainAscii =
@@ -78,10 +71,14 @@ std::uint64_t offsetAt(std::size_t at, std::span<const Place> places) {
 
 std::optional<Charset> charsetOfSenders(std::string_view label) {
     for (const Alias& alias : kAliases) {
-        if (equalIgnoringCase(alias.label, label)) return findCharset(alias.name);
+        if (equalIgnoringCase(alias.label, label)) label = alias.name;
     }
     const auto found = findCharset(label);
     if (!found) return found;
+    if (found->codePage == kBig5) {
+        const auto withHongKong = findCharset("big5-hkscs");
+        return withHongKong ? withHongKong : found;
+    }
     for (const Widened& widened : kWidened) {
         if (found->codePage == widened.from) return findCharset(widened.to);
     }

@@ -85,7 +85,8 @@ enum class Context : unsigned char {
 };
 
 /// How words are encoded. kShorter: as Q if that is not longer than B, but in B in ISO-2022-JP and
-/// its relatives (RFC 1468).
+/// its relatives (RFC 1468); and as Q where a word would have padding that others follow, as some
+/// readers drop these.
 enum class Scheme : unsigned char { kShorter, kB, kQ };
 
 /// How a value is written.
@@ -97,7 +98,8 @@ struct Encoding {
     /// The longest line, without its end. At least 40 counts; 0: lines are not broken.
     std::size_t lineLength = 76;
     std::string_view lineEnd = "\r\n";
-    /// What encoded words are in. Text that this charset lacks is encoded in UTF-8.
+    /// What encoded words are in. Text that this charset lacks is encoded in UTF-8, and so is "\" or
+    /// "~" in Shift_JIS, which not all readers have there. "gb2312" is no more than that: not GBK.
     std::string_view charset = "utf-8";
 };
 

@@ -168,12 +168,13 @@ TEST(Header, FoldsWithinItsLimits) {
         {"ÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀ",
          "=?utf-8?B?w4DDgMOAw4DDgMOAw4DDgMOAw4DDgMOAw4DDgMOAw4DDgMOAw4DDgMOA?=\r\n"
          " =?utf-8?B?w4DDgMOA?="},
-        // A family is one character of 25 bytes, a flag one of 8.
+        // A family is one character of 25 bytes, a flag one of 8. Where B could only be padded
+        // inside, Q is used if it fits.
         {"👨‍👩‍👧‍👦👨‍👩‍👧‍👦",
          "=?utf-8?B?8J+RqOKAjfCfkanigI3wn5Gn4oCN8J+Rpg==?=\r\n"
          " =?utf-8?B?8J+RqOKAjfCfkanigI3wn5Gn4oCN8J+Rpg==?="},
         {"🇩🇪🇫🇷🇮🇹",
-         "=?utf-8?B?8J+HqfCfh6rwn4er8J+Htw==?=\r\n =?utf-8?B?8J+HrvCfh7k=?=",
+         "=?utf-8?Q?=F0=9F=87=A9=F0=9F=87=AA?=\r\n =?utf-8?B?8J+Hq/Cfh7fwn4eu8J+HuQ==?=",
          {.lineLength = 40}},
     };
     for (const auto& row : rows) {

@@ -116,6 +116,13 @@ TEST(Parameters, AreFormatted) {
         {{{"n", cyrillic}},
          "a/b;\r\n n=\"=?utf-8?B?0J7Rh9C10L3RjCDQtNC70LjQvdC90L7QtSDQuNC80Y8=?=\"",
          {.form = Form::kEncodedWords}},
+        {{{std::string(30, 'n'), "ü"}},
+         "a/b;\r\n nnnnnnnnnnnnnnnnnnnnnnnnnnnnnn*=utf-8''%C3%BC",
+         {.form = Form::kEncodedWords, .lineLength = 50}},
+        {{{"n", "_ よろしくお願いいたします दुनिया выпей"}},
+         "a/b;\r\n n=\"=?utf-8?B?XyDjgojjgo3jgZfjgY/jgYrpoZjjgYTjgYTjgZ/jgZfjgb7jgZkg?=\r\n"
+         " =?utf-8?B?4KSm4KWB4KSo4KS/4KSv4KS+INCy0YvQv9C10Lk=?=\"",
+         {.form = Form::kEncodedWords}},
         {{{"n", "é€ \"x\" 5%.pdf"}},
          "a/b; n=\"__ _x_ 5_.pdf\"; n*=utf-8''%C3%A9%E2%82%AC%20%22x%22%205%25.pdf",
          {.form = Form::kTwin, .lineLength = 0}},
