@@ -98,7 +98,8 @@ struct Encoding {
     /// The longest line, without its end. At least 40 counts; 0: lines are not broken.
     std::size_t lineLength = 76;
     std::string_view lineEnd = "\r\n";
-    /// What encoded words are in. Text that this charset lacks is encoded in UTF-8, and so is "\" or
+    /// What encoded words are in. Text that this charset lacks is encoded in UTF-8, and so is "\"
+    /// or
     /// "~" in Shift_JIS, which not all readers have there. "gb2312" is no more than that: not GBK.
     std::string_view charset = "utf-8";
 };
