@@ -1,5 +1,6 @@
 // Header values with encoded words, both ways, and finding a charset by its name.
 #include "bench/Harness.h"
+#include "contentcoding/header.hpp"
 #include "support/Charset.h"
 
 namespace {
@@ -78,10 +79,13 @@ std::string joinedBWords(const Charset& charset) {
 
 void decode(const std::string& name, std::string value) {
     const std::size_t size = value.size();
-    ours({"MimeWords",
-          "decode-" + name,
-          [value = std::move(value)](std::size_t) { return value; },
-          {size}},
+    const auto input = [value = std::move(value)](std::size_t) { return value; };
+    ours({"Mail", "decode-" + name, input, {size}},
+         [text = std::string()](std::string_view in) mutable {
+             text = contentcoding::header::decode(in).text;
+             return std::string_view(text);
+         });
+    ours({"MimeWords", "decode-" + name, input, {size}},
          toText([log = LogNull()](std::string_view in, StringBuffer& out) mutable {
              return out.appendN(in.data(), size32(in)) && ContentCoding::QB_DecodeToUtf8(out, log);
          }));
@@ -96,11 +100,13 @@ std::string start(std::string_view text, std::size_t n) {
 
 template <class Encode>
 void encode(const char* name, const char* value, Encode encode) {
-    ours({"MimeWords",
-          name,
-          [value](std::size_t size) { return start(value, size); },
-          {33, 100, 331}},
-         toText(encode));
+    const auto input = [value](std::size_t size) { return start(value, size); };
+    const std::vector<std::size_t> sizes = {33, 100, 331};
+    ours({"Mail", name, input, sizes}, [text = std::string()](std::string_view in) mutable {
+        text = contentcoding::header::encode(in);
+        return std::string_view(text);
+    });
+    ours({"MimeWords", name, input, sizes}, toText(encode));
 }
 
 void add() {

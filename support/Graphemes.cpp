@@ -7,6 +7,14 @@
 namespace contentcoding {
 namespace {
 
+// Whether the character is a cluster, unless what follows belongs to it: true for most of Latin,
+// Greek, Cyrillic, Armenian, Kana and Han.
+constexpr bool isPlain(char32_t c) {
+    return (c >= 0x20 && c < 0x7F) || (c >= 0xB0 && c < 0x300) || (c >= 0x370 && c < 0x483) ||
+           (c >= 0x48A && c < 0x590) || (c >= 0x3041 && c < 0x3097) ||
+           (c >= 0x30A1 && c < 0x30FB) || (c >= 0x4E00 && c < 0xA000);
+}
+
 // What stands before a place where a cluster may end.
 class Before {
 public:
@@ -60,8 +68,11 @@ private:
 
 std::size_t clusterLength(std::string_view utf8, std::size_t most) {
     Decoded next = firstOfUtf8(utf8);
-    Before before(next.character);
     std::size_t n = next.length;
+    if (isPlain(next.character) &&
+        (n == utf8.size() || isPlain(firstOfUtf8(utf8.substr(n)).character)))
+        return n;
+    Before before(next.character);
     while (n < utf8.size() && n <= most) {
         next = firstOfUtf8(utf8.substr(n));
         if (!before.goesOnWith(next.character)) break;

@@ -70,15 +70,19 @@ void add() {
          {"decode-B-word-utf-8", "decode-four-Q-words-utf-8", "decode-folded-B-words-utf-8",
           "decode-B-word-iso-8859-1", "decode-four-Q-words-iso-8859-1",
           "decode-folded-B-words-iso-8859-1", "decode-B-word-iso-2022-jp", "decode-B-word-koi8-r",
-          "decode-plain-ascii"})
-        theirs({"GMime", "MimeWords", workload}, toNewText([](const char* value) {
-                   return g_mime_utils_header_decode_text(nullptr, value);
-               }));
-    for (const char* workload : {"B-encode-russian", "Q-encode-german"})
-        theirs({"GMime (own choice of B or Q, not folded)", "MimeWords", workload, sameHeader},
-               toNewText([](const char* value) {
-                   return g_mime_utils_header_encode_text(nullptr, value, "utf-8");
-               }));
+          "decode-plain-ascii"}) {
+        for (const char* family : {"Mail", "MimeWords"})
+            theirs({"GMime", family, workload}, toNewText([](const char* value) {
+                       return g_mime_utils_header_decode_text(nullptr, value);
+                   }));
+    }
+    for (const char* workload : {"B-encode-russian", "Q-encode-german"}) {
+        for (const char* family : {"Mail", "MimeWords"})
+            theirs({"GMime (own choice of B or Q, not folded)", family, workload, sameHeader},
+                   toNewText([](const char* value) {
+                       return g_mime_utils_header_encode_text(nullptr, value, "utf-8");
+                   }));
+    }
     for (const char* workload :
          {"charset-utf-8", "charset-ISO-8859-1", "charset-windows-1251", "charset-Shift_JIS"})
         theirs({"GMime (canonical name)", "MimeWords", workload, notComparable},

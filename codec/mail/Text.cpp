@@ -193,12 +193,23 @@ void TextReader::appendUnlabelled(std::string_view bytes, std::uint64_t offset, 
 
 // ---- Charsets ----
 
+TextReader::~TextReader() {
+    for (Open& open : m_open) {
+        if (!open.converters) continue;
+        keepSpareConverters(std::move(open.converters));
+        return;
+    }
+}
+
 std::unique_ptr<OpenConverters>* TextReader::convertersFor(const Charset& charset) {
     for (Open& open : m_open) {
         if (open.converter == charset.converter) return &open.converters;
     }
     if (m_open.size() >= kMostConverters && charset.codePage != kLastResort) return nullptr;
-    return &m_open.emplace_back(Open{charset.converter, nullptr}).converters;
+    const bool isFirst = m_open.empty();
+    Open& added = m_open.emplace_back(Open{charset.converter, nullptr});
+    if (isFirst) added.converters = takeSpareConverters();
+    return &added.converters;
 }
 
 // False when it cannot be converted: nothing is appended then. With kStop, also at a fault.

@@ -55,6 +55,9 @@ class TextReader {
 public:
     TextReader(const header::Decoding& options, Defects& defects)
         : m_options(options), m_defects(defects) {}
+    ~TextReader();
+    TextReader(const TextReader&) = delete;
+    TextReader& operator=(const TextReader&) = delete;
 
     const header::Decoding& options() const { return m_options; }
     Defects& defects() { return m_defects; }

@@ -1,5 +1,6 @@
 #include "support/charset/Conversion.h"
 
+#include <atomic>
 #include <new>
 
 #include "support/charset/Utf8.h"
@@ -15,6 +16,25 @@ ConversionOutcome ConverterSlot::open(const char* name) {
     m_name = name;
     if (m_converter) return kConverted;
     return error == U_MEMORY_ALLOCATION_ERROR ? kNoMemory : kNoTable;
+}
+
+namespace {
+
+// One pair, until it is taken or the program ends.
+struct Spare {
+    std::atomic<OpenConverters*> converters{nullptr};
+    ~Spare() { delete converters.exchange(nullptr); }
+};
+Spare spare;
+
+}  // namespace
+
+std::unique_ptr<OpenConverters> takeSpareConverters() {
+    return std::unique_ptr<OpenConverters>(spare.converters.exchange(nullptr));
+}
+
+void keepSpareConverters(std::unique_ptr<OpenConverters> converters) {
+    delete spare.converters.exchange(converters.release());
 }
 
 Conversion::Conversion(const Charset& from, const Charset& to, Input in, Handling handling)

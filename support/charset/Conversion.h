@@ -42,6 +42,11 @@ struct OpenConverters {
     ConverterSlot target;
 };
 
+// The converters of a value are kept for the next one, of whatever thread: to open them takes
+// longer than to convert a word. Null when there are none.
+[[nodiscard]] std::unique_ptr<OpenConverters> takeSpareConverters();
+void keepSpareConverters(std::unique_ptr<OpenConverters> converters);
+
 // Converts one text, piece by piece.
 class Conversion {
 public:
