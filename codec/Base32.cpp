@@ -121,6 +121,12 @@ std::size_t encodeStraight(Bytes bytes, char* text) {
 
 // The encoder asks for room for a whole group at the end too.
 void encodeTo(detail::Growth out, Bytes bytes, const Format& format) {
+    const bool isPlain =
+        format.alphabet == Alphabet::kStandard && format.padded && format.columns == 0;
+    if (isPlain && bytes.size() <= kLongestStraight &&
+        appendStraight(out, encodedSize(bytes.size()),
+                       [&](char* text) { return encodeStraight(bytes, text); }))
+        return;
     const std::size_t slack = format.padded ? 0 : kGroupChars;
     encodeAll(Encoder(format), bytes, saturatingAdd(encodedSize(bytes.size(), format), slack), out);
 }
@@ -254,6 +260,12 @@ std::size_t decodeStraight(Bytes text, char* bytes) {
 
 // The decoder asks for room for a whole group at the end too.
 Result<void> decodeTo(detail::Growth out, Bytes text, const Accept& accept) {
+    // A padded text is not one of whole groups.
+    if (accept.alphabet == Alphabet::kStandard && text.size() <= kLongestStraight &&
+        !text.text().ends_with('=') &&
+        appendStraight(out, maxDecodedSize(text.size()),
+                       [&](char* bytes) { return decodeStraight(text, bytes); }))
+        return {};
     return decodeAll(Decoder(accept), text, maxDecodedSize(text.size()) + kGroupBytes, out);
 }
 

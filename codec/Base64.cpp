@@ -6,6 +6,7 @@
 #include "codec/Alphabet.h"
 #include "codec/Bytes.h"
 #include "codec/Groups.h"
+#include "codec/Straight.h"
 
 // The alphabets of RFC 4648, sections 4 and 5: the digit of value v is entry v.
 constexpr char _base64_table[65] =
@@ -307,13 +308,15 @@ std::size_t Decoder::decodeRun(std::string_view text, char* bytes) {
     return done.written;
 }
 
+std::size_t Decoder::decodeDigits(std::string_view text, char* to) {
+    const std::size_t n = decodeRun(text, to);
+    cutGroup();
+    return n + writeGroup(to + n);
+}
+
 std::size_t Decoder::decodeAnything(Bytes bytes, char* to) {
     const std::string_view text = bytes.text();
-    if (text.size() <= kPartChars) {
-        const std::size_t n = decodeRun(text.substr(0, acceptable(text)), to);
-        cutGroup();
-        return n + writeGroup(to + n);
-    }
+    if (text.size() <= kPartChars) return decodeDigits(text.substr(0, acceptable(text)), to);
     SpanWindow window({to, maxDecodedSize(text.size())});
     // Nothing is refused: there is room.
     (void)(write(bytes, window) && end(window) && window.finish());
@@ -408,7 +411,34 @@ Result<void> Decoder::finishSink(detail::SinkRef sink) {
     return throughSink(sink, [&](Window& out) { return end(out); });
 }
 
+namespace {
+
+// Whether the text is made of digits and the padding that is left out of `digits` then, so that a
+// decoder has nothing to refuse and nothing to skip.
+bool isSound(std::string_view text, const Accept& accept, std::string_view& digits) {
+    digits = text.substr(0, text.find_last_not_of(kPad) + 1);
+    const std::size_t pads = text.size() - digits.size(), rest = digits.size() % kQuantumChars;
+    const bool isPadded = pads == (rest == 0 ? 0 : kQuantumChars - rest);
+    const bool isRight = isPadded && accept.padding != Padding::kForbidden;
+    const bool isBare = pads == 0 && accept.padding != Padding::kRequired;
+    if (digits.empty() || rest == 1 || (rest > 0 && !isRight && !isBare) || (rest == 0 && pads > 0))
+        return false;
+    const Classes& classes = kClasses[static_cast<int>(accept.alphabet)];
+    const auto* const p = reinterpret_cast<const unsigned char*>(digits.data());
+    if (runLength(p, digits.size(), classes.digits) < digits.size()) return false;
+    const unsigned int leftover = rest == 2 ? 0x0F : rest == 3 ? 0x03 : 0;
+    return (valuesOf(accept.alphabet).entry[p[digits.size() - 1]] & leftover) == 0;
+}
+
+}  // namespace
+
 Result<void> decodeTo(detail::Growth out, Bytes text, const Accept& accept) {
+    std::string_view digits;
+    if (text.size() <= kLongestStraight && isSound(text.text(), accept, digits)) {
+        (void)appendStraight(out, maxDecodedSize(digits.size()),
+                             [&](char* to) { return Decoder(accept).decodeDigits(digits, to); });
+        return {};
+    }
     return decodeAll(Decoder(accept), text, maxDecodedSize(text.size()), out);
 }
 

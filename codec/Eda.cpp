@@ -91,6 +91,10 @@ std::size_t encodeStraight(Bytes bytes, char* text) {
 
 // The encoder asks for room for a whole group at the end too.
 void encodeTo(detail::Growth out, Bytes bytes, const Format& format) {
+    if (bytes.size() <= kLongestStraight &&
+        appendStraight(out, encodedSize(bytes.size()),
+                       [&](char* text) { return encodeStraight(bytes, text); }))
+        return;
     encodeAll(Encoder(format), bytes, saturatingAdd(encodedSize(bytes.size()), 1), out);
 }
 
@@ -176,6 +180,10 @@ std::size_t decodeStraight(Bytes text, char* bytes) {
 
 // The decoder asks for room for a whole group at the end too.
 Result<void> decodeTo(detail::Growth out, Bytes text, const Accept& accept) {
+    if (text.size() <= kLongestStraight &&
+        appendStraight(out, maxDecodedSize(text.size()),
+                       [&](char* bytes) { return decodeStraight(text, bytes); }))
+        return {};
     return decodeAll(Decoder(accept), text, maxDecodedSize(text.size()) + 1, out);
 }
 

@@ -37,6 +37,16 @@ template <std::size_t GroupChars, std::size_t GroupBytes>
     return decode(text.text().data(), groups, to) == groups ? groups * GroupBytes : 0;
 }
 
+// Has `write(place)` write up to `most` characters to the end of a container, and keeps as many as
+// it returns. False, with the container as it was, when that is none.
+template <class Write>
+[[nodiscard]] bool appendStraight(detail::Growth out, std::size_t most, Write write) {
+    char* const place = out.resize(out.container, out.size + most) + out.size;
+    const std::size_t n = write(place);
+    if (n < most) out.resize(out.container, out.size + n);
+    return n > 0;
+}
+
 // The same of each format, as kPlain writes it and kAnything reads it. An array whose contents come
 // to nothing has been written to all the same.
 namespace ascii85 {

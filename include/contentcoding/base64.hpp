@@ -161,6 +161,8 @@ public:
     // All of a text that is accepted whatever it is, as kAnything has it, to where there is room
     // for maxDecodedSize(); returns how many bytes there are.
     std::size_t decodeAnything(Bytes text, char* bytes);
+    // The same of short text that has only digits, and what is skipped, and no padding.
+    std::size_t decodeDigits(std::string_view text, char* bytes);
     // The bits of a group cut short that completed no byte, in the high ones.
     unsigned char cutBits() const { return m_cutBits; }
 
