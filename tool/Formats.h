@@ -23,20 +23,4 @@ using AddCommand = Job (*)(CLI::App& command, const FileArguments& files);
 void addConversion(CLI::App& group, const char* name, const char* summary, AddCommand add,
                    FileArguments& files, Job& job, bool writes = true);
 
-struct Format {
-    const char* name;
-    const char* summary;
-    AddCommand encode;
-    AddCommand decode;
-    AddCommand check;
-};
-
-extern const Format kBase64Format;
-extern const Format kQuotedPrintableFormat;
-extern const Format kDkimFormat;
-extern const Format kBase32Format;
-extern const Format kBase58Format;
-extern const Format kAscii85Format;
-extern const Format kEdaFormat;
-
 #endif

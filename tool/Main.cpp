@@ -9,17 +9,13 @@
 #include "support/Ascii.h"
 #include "tool/Failure.h"
 #include "tool/Files.h"
-#include "tool/Formats.h"
+#include "tool/FormatCommands.h"
 #include "tool/HeaderCommands.h"
 #include "tool/Itida.h"
 #include "tool/Progress.h"
 #include "tool/Visible.h"
 
 namespace {
-
-const Format* const kFormats[] = {&kBase64Format, &kQuotedPrintableFormat, &kDkimFormat,
-                                  &kBase32Format, &kBase58Format,          &kAscii85Format,
-                                  &kEdaFormat};
 
 struct Example {
     const char* line;
@@ -28,24 +24,48 @@ struct Example {
 
 // The help of a command shows those that it occurs in.
 constexpr Example kExamples[] = {
-    {"contentcode encode base64 photo.jpg -o photo.b64", true},
-    {"contentcode encode base64 --break none < token.bin", true},
-    {"tar c docs | contentcode encode base64 --url | contentcode decode base64 --url | tar t",
-     true},
+    {"contentcode base64 photo.jpg > photo.b64", true},
+    {"contentcode base64 -d photo.b64 > photo.jpg", true},
+    {"contentcode encode base64 photo.jpg -o photo.b64"},
+    {"contentcode encode base64 -w0 < token.bin"},
     {"contentcode decode base64 photo.b64 -o photo.jpg"},
     {"contentcode check base64 photo.b64 && echo fine", true},
-    {"contentcode encode qp letter.txt | mail-it", true},
+    {"tar c docs | contentcode base64url | contentcode base64url -d | tar t", true},
+    {"contentcode encode base64url --text 'any?'"},
+    {"contentcode decode base64url --text YW55Pw"},
+    {"contentcode check base64url token.txt"},
+    {"contentcode qp letter.txt", true},
+    {"contentcode encode qp --crlf letter.txt | mail-it"},
     {"contentcode decode qp body.txt -o letter.txt"},
+    {"contentcode check qp body.txt"},
+    {"contentcode dkim-qp header.txt"},
     {"contentcode encode dkim-qp --wrap 998 header.txt"},
     {"contentcode decode dkim-qp tag.txt"},
+    {"contentcode check dkim-qp tag.txt"},
+    {"contentcode base32 --text \"$secret\""},
     {"printf %s \"$secret\" | contentcode encode base32"},
     {"contentcode decode base32 secret.txt -o secret.bin"},
+    {"contentcode check base32 secret.txt"},
+    {"contentcode base32hex keys.bin"},
+    {"contentcode encode base32hex -w0 keys.bin"},
+    {"contentcode decode base32hex keys.txt"},
+    {"contentcode check base32hex keys.txt"},
+    {"contentcode base16 -w0 < hash.bin"},
+    {"contentcode encode base16 hash.bin"},
+    {"contentcode decode base16 hash.txt"},
+    {"contentcode check base16 hash.txt"},
+    {"contentcode base58 < hash.bin"},
     {"contentcode encode base58 < hash.bin"},
     {"contentcode decode base58 --each-line names.txt"},
+    {"contentcode check base58 name.txt"},
+    {"contentcode ascii85 --frame picture.bin"},
     {"contentcode encode ascii85 --frame picture.bin -o picture.a85"},
     {"contentcode decode ascii85 picture.a85 -o picture.bin"},
+    {"contentcode check ascii85 picture.a85"},
+    {"contentcode eda --each-line codes.txt"},
     {"contentcode encode eda --each-line codes.txt"},
     {"contentcode decode eda --each-line encoded.txt"},
+    {"contentcode check eda encoded.txt"},
     {"printf %s \"$subject\" | contentcode header encode --fold", true},
     {"contentcode header decode --each-line subjects.txt", true},
     {"printf %s \"$name\" | contentcode word encode --encode-commas"},
@@ -80,32 +100,10 @@ void addFooters(CLI::App& command, const std::string& path) {
         addFooters(*below, path + ' ' + below->get_name());
 }
 
-// A subcommand for a direction, with one for every format that knows the direction.
-void addDirection(CLI::App& app, const char* name, const char* summary,
-                  AddCommand Format::*direction, FileArguments& files, Job& job) {
-    CLI::App* const command = app.add_subcommand(name, summary);
-    command->require_subcommand(1);
-    for (const Format* const format : kFormats) {
-        if (format->*direction)
-            addConversion(*command, format->name, format->summary, format->*direction, files, job,
-                          direction != &Format::check);
-    }
-}
-
 void writeText(const std::string& text) {
     Destination out("-");
     out.write(text);
     out.commit();
-}
-
-void listFormats() {
-    std::ostringstream list;
-    for (const Format* const format : kFormats) {
-        list << format->name << '\t' << (format->encode ? "encode " : "")
-             << (format->decode ? "decode " : "") << (format->check ? "check" : "") << '\t'
-             << format->summary << '\n';
-    }
-    writeText(list.str());
 }
 
 // How many characters to add, drop or replace, besides case, to make one word the other.
@@ -172,12 +170,9 @@ int run(int argc, char** argv) {
     CLI::App app("Converts bytes to and from text encodings.", "contentcode");
     app.set_version_flag("--version", "contentcode " CONTENTCODE_VERSION);
     app.require_subcommand(1);
-    addDirection(app, "encode", "Bytes to text", &Format::encode, files, job);
-    addDirection(app, "decode", "Text to bytes", &Format::decode, files, job);
-    addDirection(app, "check", "Check whether text is valid", &Format::check, files, job);
+    addFormatCommands(app, files, job);
     addHeaderCommands(app, files, job);
     addItidaCommand(app, files, job);
-    app.add_subcommand("formats", "List the formats")->callback([&job] { job = listFormats; });
     addFooters(app, app.get_name());
     try {
         app.parse(argc, argv);

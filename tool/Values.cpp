@@ -53,25 +53,24 @@ private:
     StringBuffer m_result;
 };
 
-void convertLines(Source& in, ValueConverter& converter) {
+// Calls `use(line, number)` for each line, with its line end.
+template <class Use>
+void forEachLine(Source& in, Use use) {
     std::vector<char> block(kBlockBytes);
     std::string line;
     std::uint64_t number = 0;
-    const auto convertLine = [&] {
-        converter.convert(line, ++number);
-        line.clear();
-    };
     for (std::size_t n; (n = in.read(block.data(), block.size())) > 0;) {
         std::string_view rest(block.data(), n);
         for (std::size_t end; (end = rest.find('\n')) != std::string_view::npos;) {
             line += rest.substr(0, end + 1);
             rest.remove_prefix(end + 1);
-            convertLine();
+            use(line, ++number);
+            line.clear();
         }
         line += rest;
         if (line.size() > kLongestInput) throw tooLong(in.name(), kLongestInput);
     }
-    if (!line.empty()) convertLine();
+    if (!line.empty()) use(line, ++number);
 }
 
 }  // namespace
@@ -85,7 +84,9 @@ void convertValues(const FileArguments& files, bool eachLine, const char* otherw
     ValueConverter converter(in, out, otherwise, convert, kind);
     try {
         if (eachLine)
-            convertLines(in, converter);
+            forEachLine(in, [&](std::string_view line, std::uint64_t number) {
+                converter.convert(line, number);
+            });
         else
             converter.convert(value.view(), 0);
     } catch (const Failure&) {
@@ -93,4 +94,20 @@ void convertValues(const FileArguments& files, bool eachLine, const char* otherw
         throw;
     }
     out.commit();
+}
+
+void convertLines(const std::string& path, bool showProgress, Destination& out,
+                  const ConvertLine& convert) {
+    Source in(path, showProgress);
+    forEachLine(in, [&](std::string_view line, std::uint64_t number) {
+        std::string_view value = line;
+        if (value.ends_with('\n')) value.remove_suffix(1);
+        if (value.ends_with('\r')) value.remove_suffix(1);
+        const std::string place = in.name() + ':' + std::to_string(number);
+        const std::string result = convert(value, place);
+        if (result.find_first_of(kLineEnds) != result.npos)
+            throw Failure(kDataError, place + ": the result holds a line end, convert it alone");
+        out.write(result);
+        out.write(line.substr(value.size()));
+    });
 }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "support/Log.h"
+#include "tool/Files.h"
 #include "tool/Formats.h"
 
 // Converts one value; false when it cannot be.
@@ -21,5 +22,12 @@ enum class ResultKind { kPlain, kDecodedText };
 // `otherwise` as the reason when the log has none; the results of the lines before it are written.
 void convertValues(const FileArguments& files, bool eachLine, const char* otherwise,
                    const ConvertValue& convert, ResultKind kind = ResultKind::kPlain);
+
+// Converts every line of a file by `convert(value, place)`, which throws a Failure for one that is
+// at fault; the place is "FILE:LINE". The line end after a value is not part of it and follows its
+// result; no result then holds another.
+using ConvertLine = std::function<std::string(std::string_view value, const std::string& place)>;
+void convertLines(const std::string& path, bool showProgress, Destination& out,
+                  const ConvertLine& convert);
 
 #endif
