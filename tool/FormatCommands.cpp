@@ -6,7 +6,7 @@
 #include "tool/Coders.h"
 #include "tool/Failure.h"
 #include "tool/Files.h"
-#include "tool/Values.h"
+#include "tool/Lines.h"
 #include "tool/Visible.h"
 
 namespace {

@@ -10,8 +10,8 @@
 #include "tool/Failure.h"
 #include "tool/Files.h"
 #include "tool/FormatCommands.h"
-#include "tool/HeaderCommands.h"
 #include "tool/Itida.h"
+#include "tool/MailCommands.h"
 #include "tool/Progress.h"
 #include "tool/Visible.h"
 
@@ -66,10 +66,14 @@ constexpr Example kExamples[] = {
     {"contentcode encode eda --each-line codes.txt"},
     {"contentcode decode eda --each-line encoded.txt"},
     {"contentcode check eda encoded.txt"},
-    {"printf %s \"$subject\" | contentcode header encode --fold", true},
-    {"contentcode header decode --each-line subjects.txt", true},
-    {"printf %s \"$name\" | contentcode word encode --encode-commas"},
-    {"echo \"utf-8''caf%C3%A9.txt\" | contentcode param decode"},
+    {"contentcode header encode --name Subject --text \"$subject\"", true},
+    {"contentcode header decode message.eml", true},
+    {"contentcode header decode --each-line subjects.txt"},
+    {"contentcode param decode --name filename --text \"$disposition\"", true},
+    {"contentcode param encode --text 'Größe.pdf'"},
+    {"contentcode address decode --text \"$from\"", true},
+    {"contentcode address encode --name 'Doe, John' --text john@example.com"},
+    {"contentcode body message.eml -o letter.txt", true},
     {"contentcode itida invoice.json | sha256sum", true},
     {"contentcode charsets | grep -i iso-8859"},
     {"contentcode formats | cut -f 1"},
@@ -171,7 +175,7 @@ int run(int argc, char** argv) {
     app.set_version_flag("--version", "contentcode " CONTENTCODE_VERSION);
     app.require_subcommand(1);
     addFormatCommands(app, files, job);
-    addHeaderCommands(app, files, job);
+    addMailCommands(app, files, job);
     addItidaCommand(app, files, job);
     addFooters(app, app.get_name());
     try {
