@@ -341,7 +341,7 @@ using Work = void (*)(const Arguments& arguments, const FileArguments& files);
 
 std::shared_ptr<Arguments> add(CLI::App& group, const char* name, const char* summary, Work work,
                                FileArguments& files, Job& job, CLI::App*& command) {
-    const auto arguments = std::make_shared<Arguments>();
+    auto arguments = std::make_shared<Arguments>();
     command = group.add_subcommand(name, summary);
     command->add_option("FILE", files.input, "The file to read; standard input by default")
         ->type_name("");
