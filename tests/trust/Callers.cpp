@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "contentcoding/charset.hpp"
+#include "contentcoding/header.hpp"
 #include "tests/trust/Operations.h"
 
 namespace {
@@ -84,6 +86,29 @@ TEST(Callers, MayRefuseAnyBlock) {
                 << operation.name;
         }
     }
+}
+
+// The mail layer shares tables of charsets, and a converter, among all values.
+TEST(Callers, MayReadMailInThreads) {
+    constexpr std::size_t kThreads = 8;
+    std::string value;
+    for (const auto name : contentcoding::charset::names())
+        value.append("=?").append(name).append("?B?xcTDwqE=?= ");
+    std::vector<std::string> results(kThreads);
+    std::vector<std::thread> threads;
+    for (std::string& result : results) {
+        threads.emplace_back([&result, &value] {
+            for (int i = 0; i < 20; ++i) {
+                result.append(contentcoding::header::decode(value).text);
+                result.append(contentcoding::header::encode(result.substr(0, 50),
+                                                            {.charset = "iso-2022-jp"}));
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const auto& result : results)
+        EXPECT_EQ(result, results[0]);
 }
 
 // Alone in its process: the first calls of all, which choose kernels and open charset tables, come
