@@ -1,6 +1,8 @@
 #include "codec/mail/HeaderWriter.h"
 
 #include <algorithm>
+#include <array>
+#include <cassert>
 
 #include "codec/kernels/Kernels.h"
 #include "contentcoding/base64.hpp"
@@ -238,20 +240,24 @@ HeaderWriter::Cut HeaderWriter::cut(std::string_view text, std::string_view char
 }
 
 void HeaderWriter::word(std::string_view bytes, std::string_view charset, bool isQ) {
+    assert(bytes.size() <= kLongestWord);
     const std::size_t before = m_out.size();
     m_out.append("=?").append(charset).append(isQ ? "?Q?" : "?B?");
     if (isQ) {
+        // As the kernel does it, but for texts that are shorter than its set-up is worth.
         const ByteClass& kept = allowedIn(m_options.context).inQ;
+        std::array<char, kEscapeChars * kLongestWord> text;
+        char* to = text.data();
         for (const char c : bytes) {
             const auto b = static_cast<unsigned char>(c);
             if (kept[b] || c == ' ') {
-                m_out.push_back(c == ' ' ? '_' : c);
+                *to++ = c == ' ' ? '_' : c;
             } else {
-                char escape[kEscapeChars];
-                writeEscape(b, escape);
-                m_out.append(escape, kEscapeChars);
+                writeEscape(b, to);
+                to += kEscapeChars;
             }
         }
+        m_out.append(text.data(), to);
     } else {
         base64::append(m_out, bytes);
     }
@@ -283,6 +289,8 @@ void HeaderWriter::encoded(std::size_t blanks, std::string_view text) {
         }
         // A cluster may be too long for a word.
         if (next.size == 0) next = cut(text, charset, isQ, room, Unit::kCharacter);
+        // A label that leaves no room for a character.
+        if (next.size == 0) next.size = firstOfUtf8(text).length;
         m_out.append(blanks, ' ');
         m_column += blanks;
         const std::string_view piece = text.substr(0, next.size);

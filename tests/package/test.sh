@@ -17,7 +17,7 @@ build() { # build FOLDER SOURCE OPTION...
     cmake --build "$1" >>"$1.log" || { cat "$1.log"; exit 1; }
 }
 expect() { # expect WHAT COMMAND...
-    [ "$("${@:2}")" = $'aW5zdGFsbGVk\r' ] || { echo "failed: $1"; exit 1; }
+    [ "$("${@:2}" | tr -d '\r')" = aW5zdGFsbGVk ] || { echo "failed: $1"; exit 1; }
     echo "ok: $1"
 }
 
